@@ -1,0 +1,157 @@
+#include "db/database.h"
+
+#include <sqlite3.h>
+
+namespace talvo::db {
+
+Database::Database(const std::string& path, Mode mode) {
+    int flags = SQLITE_OPEN_NOMUTEX;
+    std::string target = path;
+    switch (mode) {
+        case Mode::ReadOnly:
+            flags |= SQLITE_OPEN_READONLY;
+            break;
+        case Mode::ReadOnlyImmutable: {
+            // The URI form lets SQLite skip locks and change checks on every
+            // query. Percent-encode the characters that the URI syntax reserves.
+            flags |= SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+            std::string uri = "file:";
+            for (char c : path) {
+                if (c == '%' || c == '?' || c == '#') {
+                    static const char* hex = "0123456789ABCDEF";
+                    uri += '%';
+                    uri += hex[(static_cast<unsigned char>(c) >> 4) & 0xF];
+                    uri += hex[static_cast<unsigned char>(c) & 0xF];
+                } else {
+                    uri += c;
+                }
+            }
+            target = uri + "?immutable=1";
+            break;
+        }
+        case Mode::ReadWriteCreate:
+            flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+            break;
+    }
+    int rc = sqlite3_open_v2(target.c_str(), &m_db, flags, nullptr);
+    if (rc != SQLITE_OK) {
+        std::string message = m_db ? sqlite3_errmsg(m_db) : "unknown";
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        throw OpenError(message);
+    }
+    sqlite3_extended_result_codes(m_db, 1);
+    sqlite3_busy_timeout(m_db, 2000);
+}
+
+Database::~Database() {
+    m_cache.clear();  // statements must be finalized before the handle closes
+    sqlite3_close(m_db);
+}
+
+bool Database::exec(std::string_view sql) {
+    std::string s(sql);
+    return sqlite3_exec(m_db, s.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+Statement* Database::cached(const std::string& sql) {
+    if (auto it = m_cache.find(sql); it != m_cache.end()) {
+        return it->second.get();
+    }
+    auto stmt = std::make_unique<Statement>(*this, sql);
+    if (!stmt->valid()) {
+        return nullptr;
+    }
+    Statement* raw = stmt.get();
+    m_cache.emplace(sql, std::move(stmt));
+    return raw;
+}
+
+std::string Database::errorMessage() const { return m_db ? sqlite3_errmsg(m_db) : "unknown"; }
+
+int64_t Database::lastInsertRowId() const { return sqlite3_last_insert_rowid(m_db); }
+
+int Database::changes() const { return sqlite3_changes(m_db); }
+
+Statement::Statement(Database& db, std::string_view sql) {
+    if (sqlite3_prepare_v3(db.handle(), sql.data(), static_cast<int>(sql.size()),
+                           SQLITE_PREPARE_PERSISTENT, &m_stmt, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(m_stmt);
+        m_stmt = nullptr;
+    }
+}
+
+Statement::~Statement() { sqlite3_finalize(m_stmt); }
+
+Statement& Statement::bind(int index, std::string_view text) {
+    sqlite3_bind_text64(m_stmt, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    return *this;
+}
+
+Statement& Statement::bind(int index, int64_t value) {
+    sqlite3_bind_int64(m_stmt, index, value);
+    return *this;
+}
+
+Statement& Statement::bind(int index, double value) {
+    sqlite3_bind_double(m_stmt, index, value);
+    return *this;
+}
+
+Statement& Statement::bindNull(int index) {
+    sqlite3_bind_null(m_stmt, index);
+    return *this;
+}
+
+bool Statement::step() { return sqlite3_step(m_stmt) == SQLITE_ROW; }
+
+bool Statement::run() {
+    int rc;
+    while ((rc = sqlite3_step(m_stmt)) == SQLITE_ROW) {
+    }
+    return rc == SQLITE_DONE;
+}
+
+void Statement::reset() {
+    sqlite3_reset(m_stmt);
+    sqlite3_clear_bindings(m_stmt);
+}
+
+bool Statement::isNull(int column) const {
+    return sqlite3_column_type(m_stmt, column) == SQLITE_NULL;
+}
+
+std::optional<std::string> Statement::text(int column) const {
+    const unsigned char* p = sqlite3_column_text(m_stmt, column);
+    if (!p) {
+        return std::nullopt;
+    }
+    return std::string(reinterpret_cast<const char*>(p),
+                       static_cast<size_t>(sqlite3_column_bytes(m_stmt, column)));
+}
+
+int64_t Statement::int64(int column) const { return sqlite3_column_int64(m_stmt, column); }
+
+double Statement::real(int column) const { return sqlite3_column_double(m_stmt, column); }
+
+Transaction::Transaction(Database& db) : m_db(db) { m_active = m_db.exec("BEGIN IMMEDIATE"); }
+
+Transaction::~Transaction() {
+    if (m_active) {
+        m_db.exec("ROLLBACK");
+    }
+}
+
+bool Transaction::commit() {
+    if (!m_active) {
+        return false;
+    }
+    m_active = false;
+    if (m_db.exec("COMMIT")) {
+        return true;
+    }
+    m_db.exec("ROLLBACK");
+    return false;
+}
+
+}  // namespace talvo::db

@@ -285,6 +285,21 @@ std::vector<std::string_view> split(std::string_view s, char sep) {
     }
 }
 
+size_t displayWidth(std::string_view s) {
+    size_t width = 0;
+    for (char32_t c : scalars(sanitizeUtf8(s))) {
+        auto uc = static_cast<UChar32>(c);
+        int8_t type = u_charType(uc);
+        if (type == U_NON_SPACING_MARK || type == U_ENCLOSING_MARK || type == U_FORMAT_CHAR ||
+            type == U_CONTROL_CHAR) {
+            continue;
+        }
+        int eaw = u_getIntPropertyValue(uc, UCHAR_EAST_ASIAN_WIDTH);
+        width += (eaw == U_EA_WIDE || eaw == U_EA_FULLWIDTH) ? 2 : 1;
+    }
+    return width;
+}
+
 bool isHanScalar(char32_t c) {
     return (c >= 0x4E00 && c <= 0x9FFF) || (c >= 0x3400 && c <= 0x4DBF) ||
            (c >= 0x20000 && c <= 0x2A6DF) || (c >= 0xF900 && c <= 0xFAFF);

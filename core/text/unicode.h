@@ -40,6 +40,10 @@ std::string_view trimWhitespace(std::string_view s);
 std::string_view trimBlanks(std::string_view s);
 std::vector<std::string_view> split(std::string_view s, char sep);
 
+// Terminal columns the text takes: wide and full-width characters count 2,
+// combining marks and other zero-width scalars 0.
+size_t displayWidth(std::string_view s);
+
 bool isHanScalar(char32_t c);
 bool isWhitespace(char32_t c);
 bool isLetter(char32_t c);   // Unicode Alphabetic

@@ -1,0 +1,147 @@
+#include "cli_format.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "text/unicode.h"
+
+namespace talvo::cli {
+
+namespace {
+
+using nlohmann::json;
+
+json optionalJson(const std::optional<std::string>& v) { return v ? json(*v) : json(nullptr); }
+
+json charJson(const CharReading& c) {
+    return json{{"char", c.ch}, {"readings", c.readings}, {"gloss", optionalJson(c.gloss)}};
+}
+
+std::string dump(const json& j) {
+    // Text reaching here is sanitized, but a stray byte must not abort the output.
+    return j.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string joinReadings(const std::vector<std::string>& readings) {
+    std::string out;
+    for (const std::string& r : readings) {
+        if (r.empty()) {
+            continue;
+        }
+        if (!out.empty()) {
+            out += ", ";
+        }
+        out += r;
+    }
+    return out.empty() ? "—" : out;
+}
+
+std::string oneLine(const std::optional<std::string>& s) {
+    if (!s) {
+        return "";
+    }
+    std::string out = *s;
+    std::replace(out.begin(), out.end(), '\n', ' ');
+    return out;
+}
+
+void pad(std::ostream& out, const std::string& s, size_t width) {
+    out << s;
+    for (size_t w = text::displayWidth(s); w < width; ++w) {
+        out << ' ';
+    }
+}
+
+// Rows of character, readings and gloss, the readings column as wide as its
+// widest entry (capped, so one long row does not push every gloss off screen).
+void printRows(std::ostream& out, const std::vector<CharReading>& rows, const std::string& indent) {
+    constexpr size_t kMaxReadingsWidth = 28;
+    size_t width = 0;
+    for (const CharReading& c : rows) {
+        width = std::max(width, text::displayWidth(joinReadings(c.readings)));
+    }
+    width = std::min(width, kMaxReadingsWidth);
+    for (const CharReading& c : rows) {
+        out << indent;
+        pad(out, c.ch, 2);
+        out << "  ";
+        std::string gloss = oneLine(c.gloss);
+        if (gloss.empty()) {
+            out << joinReadings(c.readings) << '\n';
+            continue;
+        }
+        pad(out, joinReadings(c.readings), width);
+        out << "  " << gloss << '\n';
+    }
+}
+
+}  // namespace
+
+std::string forwardJson(const PhraseLookup& p) {
+    json chars = json::array();
+    for (const CharReading& c : p.chars) {
+        chars.push_back(charJson(c));
+    }
+    return dump(json{{"kind", "forward"},
+                     {"phrase", p.phrase},
+                     {"chars", chars},
+                     {"nghia", optionalJson(p.nghia)},
+                     {"matchedSubphrase", optionalJson(p.matchedSubphrase)},
+                     {"amString", p.amString()}});
+}
+
+std::string reverseJson(const ReverseLookup& r) {
+    json syllables = json::array();
+    for (const ReverseSyllable& s : r.syllables) {
+        json candidates = json::array();
+        for (const CharReading& c : s.candidates) {
+            candidates.push_back(charJson(c));
+        }
+        syllables.push_back(json{{"am", s.am}, {"candidates", candidates}});
+    }
+    return dump(json{{"kind", "reverse"},
+                     {"query", r.query},
+                     {"hasNoMatch", r.hasNoMatch()},
+                     {"syllables", syllables}});
+}
+
+std::string messageJson(const std::string& message) {
+    return dump(json{{"kind", "message"}, {"message", message}});
+}
+
+void printForward(std::ostream& out, const PhraseLookup& p) {
+    if (p.chars.size() > 1) {
+        out << p.phrase;
+        if (std::string am = p.amString(); !am.empty()) {
+            out << "  " << am;
+        }
+        out << "\n\n";
+    }
+    printRows(out, p.chars, "");
+    if (p.nghia) {
+        out << '\n' << *p.nghia << '\n';
+    }
+}
+
+void printReverse(std::ostream& out, const ReverseLookup& r, AppLanguage lang) {
+    if (r.hasNoMatch()) {
+        out << format(msg::kNoReverseMatch, lang, r.query) << '\n';
+        return;
+    }
+    bool first = true;
+    for (const ReverseSyllable& s : r.syllables) {
+        if (!first) {
+            out << '\n';
+        }
+        first = false;
+        out << s.am << '\n';
+        if (s.candidates.empty()) {
+            out << "  —\n";
+            continue;
+        }
+        printRows(out, s.candidates, "  ");
+    }
+}
+
+}  // namespace talvo::cli

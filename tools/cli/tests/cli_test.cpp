@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli_app.h"
+#include "fixture_dict.h"
+#include "text/unicode.h"
+
+using namespace talvo;
+using namespace talvo::testing;
+using nlohmann::json;
+
+namespace {
+
+class CliTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        writeFixtureDict(dir.file("dict.sqlite"),
+                         {
+                             {"數", {"số", "sổ", "sác"}, "Số đếm.", "① Số đếm.\n② Mau.", 300},
+                             {"傷", {"thương"}, "Bị thương.", nullptr, 800},
+                             {"寒", {"hàn"}, "Lạnh.", nullptr, 700},
+                             {"汗", {"hãn", "hàn"}, "Mồ hôi.", nullptr, 20},
+                             {"論", {"luận"}, nullptr, nullptr, 100},
+                         });
+        vars["TALVO_DICT"] = dir.file("dict.sqlite");
+        vars["TALVO_DATA_DIR"] = dir.file("data");
+    }
+
+    int run(std::vector<std::string> args, const std::string& input = "") {
+        out.str("");
+        err.str("");
+        std::istringstream in(input);
+        cli::Environment e{in,
+                           out,
+                           err,
+                           [this](const char* name) -> std::optional<std::string> {
+                               auto it = vars.find(name);
+                               if (it == vars.end()) {
+                                   return std::nullopt;
+                               }
+                               return it->second;
+                           },
+                           dir.file("bin"),
+                           [this] { return saved; }};
+        return cli::run(args, e);
+    }
+
+    json jsonOut() { return json::parse(out.str()); }
+
+    TempDir dir;
+    std::map<std::string, std::string> vars;
+    std::optional<std::string> saved;
+    std::ostringstream out, err;
+};
+
+TEST_F(CliTest, ForwardJsonCarriesTheWholeLookup) {
+    ASSERT_EQ(run({"--json", "lookup", "xem", "數"}), 0);
+    json j = jsonOut();
+    EXPECT_EQ(j["kind"], "forward");
+    EXPECT_EQ(j["phrase"], "數");
+    EXPECT_EQ(j["chars"][0]["char"], "數");
+    EXPECT_EQ(j["chars"][0]["readings"], json({"sác", "số", "sổ"}));
+    EXPECT_EQ(j["chars"][0]["gloss"], "Số đếm.");
+    EXPECT_EQ(j["nghia"], "① Số đếm.\n② Mau.");
+    EXPECT_EQ(j["matchedSubphrase"], "數");
+    EXPECT_EQ(j["amString"], "Sác");
+
+    ASSERT_EQ(run({"--json", "lookup", "傷寒論"}), 0);
+    j = jsonOut();
+    EXPECT_EQ(j["amString"], "Thương Hàn Luận");
+    EXPECT_TRUE(j["nghia"].is_null());
+    EXPECT_TRUE(j["matchedSubphrase"].is_null());
+    EXPECT_TRUE(j["chars"][2]["gloss"].is_null());
+}
+
+TEST_F(CliTest, SyllablesGoInReverseAndOtherTextGetsTheMessage) {
+    ASSERT_EQ(run({"--json", "lookup", "Thương", "HÀN"}), 0);
+    json j = jsonOut();
+    EXPECT_EQ(j["kind"], "reverse");
+    EXPECT_EQ(j["query"], "thương hàn");
+    EXPECT_EQ(j["hasNoMatch"], false);
+    EXPECT_EQ(j["syllables"][1]["candidates"][0]["char"], "寒");
+    EXPECT_EQ(j["syllables"][1]["candidates"][1]["readings"], json({"hãn", "hàn"}));
+
+    ASSERT_EQ(run({"--json", "--lang", "en", "lookup", "page 3"}), 0);
+    EXPECT_EQ(jsonOut(), json({{"kind", "message"}, {"message", "No Hán characters in the selection."}}));
+
+    saved = "zh";
+    ASSERT_EQ(run({"reverse", "xyz"}), 0);
+    EXPECT_EQ(out.str(), "找不到讀音為「xyz」的漢字。\n");
+    ASSERT_EQ(run({"--json", "reverse", "xyz  qq"}), 0);
+    EXPECT_EQ(jsonOut()["hasNoMatch"], true);
+    EXPECT_EQ(jsonOut()["syllables"].size(), 2u);
+}
+
+TEST_F(CliTest, StandardInputAndInvalidUtf8AreAccepted) {
+    ASSERT_EQ(run({"--json", "lookup", "-"}, "\xFF\xFE 傷\xED\xA0\x80寒\n"), 0);
+    EXPECT_EQ(jsonOut()["phrase"], "傷寒");
+}
+
+TEST_F(CliTest, ReadingsSavedFromTheCommandLineOverrideAndCanBeRemoved) {
+    ASSERT_EQ(run({"--json", "set-reading", "數", "số,  sổ ,,"}), 0);
+    EXPECT_EQ(jsonOut()["chars"][0]["readings"], json({"số", "sổ"}));
+    ASSERT_EQ(run({"--json", "lookup", "數"}), 0);
+    EXPECT_EQ(jsonOut()["chars"][0]["readings"], json({"số", "sổ"}));
+    ASSERT_EQ(run({"--json", "set-reading", "數", ""}), 0);
+    EXPECT_EQ(jsonOut()["chars"][0]["readings"][0], "sác");
+}
+
+TEST_F(CliTest, UnwritableDataFolderWarnsButStillLooksUp) {
+    std::ofstream(dir.file("file")) << "x";
+    vars["TALVO_DATA_DIR"] = dir.file("file");  // a file where the folder should be
+    ASSERT_EQ(run({"--json", "lookup", "數"}), 0);
+    EXPECT_EQ(jsonOut()["chars"][0]["readings"][0], "sác");
+    EXPECT_NE(err.str().find("warning"), std::string::npos);
+    EXPECT_EQ(run({"set-reading", "數", "số"}), cli::kExitFailure);
+}
+
+TEST_F(CliTest, ExitCodesSeparateUsageFromAMissingDictionary) {
+    EXPECT_EQ(run({"lookup"}), cli::kExitUsage);
+    EXPECT_EQ(run({"--lang", "fr", "lookup", "數"}), cli::kExitUsage);
+    EXPECT_EQ(run({"--frobnicate"}), cli::kExitUsage);
+    EXPECT_EQ(run({"set-reading", "ab", "x"}), cli::kExitUsage);
+    EXPECT_EQ(run({"set-reading", "數數", "x"}), cli::kExitUsage);
+    EXPECT_EQ(run({"--help"}), 0);
+
+    EXPECT_EQ(run({"--dict", dir.file("nope.sqlite"), "lookup", "數"}), cli::kExitNoDictionary);
+    EXPECT_NE(err.str().find("Không mở được dict.sqlite."), std::string::npos);
+    EXPECT_NE(err.str().find("unable to open database file"), std::string::npos);
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(CliTest, TextLayoutAlignsGlossesAndShowsTheFullEntry) {
+    ASSERT_EQ(run({"lookup", "數汗"}), 0);
+    std::istringstream lines(out.str());
+    std::string header, blank, first, second;
+    std::getline(lines, header);
+    std::getline(lines, blank);
+    std::getline(lines, first);
+    std::getline(lines, second);
+    EXPECT_EQ(header, "數汗  Sác Hãn");
+    // Both glosses start in the same terminal column.
+    EXPECT_EQ(text::displayWidth(first.substr(0, first.find("Số đếm."))),
+              text::displayWidth(second.substr(0, second.find("Mồ hôi."))));
+
+    ASSERT_EQ(run({"lookup", "數"}), 0);
+    EXPECT_NE(out.str().find("② Mau."), std::string::npos);
+}
+
+}  // namespace

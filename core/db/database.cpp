@@ -73,6 +73,8 @@ int64_t Database::lastInsertRowId() const { return sqlite3_last_insert_rowid(m_d
 
 int Database::changes() const { return sqlite3_changes(m_db); }
 
+bool Database::inTransaction() const { return sqlite3_get_autocommit(m_db) == 0; }
+
 Statement::Statement(Database& db, std::string_view sql) {
     if (sqlite3_prepare_v3(db.handle(), sql.data(), static_cast<int>(sql.size()),
                            SQLITE_PREPARE_PERSISTENT, &m_stmt, nullptr) != SQLITE_OK) {
@@ -133,6 +135,27 @@ std::optional<std::string> Statement::text(int column) const {
 int64_t Statement::int64(int column) const { return sqlite3_column_int64(m_stmt, column); }
 
 double Statement::real(int column) const { return sqlite3_column_double(m_stmt, column); }
+
+ReadTransaction::ReadTransaction(Database& db) : m_db(db) {
+    if (m_db.inTransaction()) {
+        return;
+    }
+    if (Statement* begin = m_db.cached("BEGIN")) {
+        m_active = begin->run();
+        begin->reset();
+    }
+}
+
+ReadTransaction::~ReadTransaction() {
+    if (!m_active) {
+        return;
+    }
+    if (Statement* commit = m_db.cached("COMMIT"); commit && commit->run()) {
+        commit->reset();
+        return;
+    }
+    m_db.exec("ROLLBACK");
+}
 
 Transaction::Transaction(Database& db) : m_db(db) { m_active = m_db.exec("BEGIN IMMEDIATE"); }
 

@@ -50,6 +50,7 @@ public:
     std::string errorMessage() const;
     int64_t lastInsertRowId() const;
     int changes() const;
+    bool inTransaction() const;
     sqlite3* handle() const { return m_db; }
 
 private:
@@ -102,6 +103,21 @@ public:
 
 private:
     Statement& m_s;
+};
+
+// A deferred read transaction: every query inside reads one snapshot and the
+// file locks are taken once instead of once per query. Ends on destruction.
+// Does nothing when the connection is already inside a transaction.
+class ReadTransaction {
+public:
+    explicit ReadTransaction(Database& db);
+    ~ReadTransaction();
+    ReadTransaction(const ReadTransaction&) = delete;
+    ReadTransaction& operator=(const ReadTransaction&) = delete;
+
+private:
+    Database& m_db;
+    bool m_active = false;
 };
 
 // BEGIN IMMEDIATE on construction; rolls back on destruction unless committed.

@@ -1,6 +1,7 @@
 #include "lookup/lookup_service.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
 #include "lookup/dictionary_store.h"
@@ -62,6 +63,11 @@ PhraseLookup LookupService::analyze(const std::vector<std::string>& chars) {
     // A long passage repeats its characters many times; each distinct one is
     // looked up once per call.
     std::unordered_map<std::string, size_t> firstIndex;
+    // One character reads the overrides once; a snapshot only pays off for more.
+    std::optional<OverrideStore::ReadScope> snapshot;
+    if (chars.size() > 1) {
+        snapshot.emplace(m_overrides);
+    }
     for (const std::string& ch : chars) {
         auto [it, inserted] = firstIndex.try_emplace(ch, result.chars.size());
         result.chars.push_back(inserted ? forwardReading(ch) : result.chars[it->second]);

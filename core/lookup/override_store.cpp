@@ -34,6 +34,10 @@ OverrideStore::OverrideStore(const std::string& path) : m_path(path) {
     if (!m_db->exec(kCreate)) {
         throw DictionaryError::cannotOpen(m_db->errorMessage());
     }
+    // Every lookup reads this file. In WAL mode a read starts from shared
+    // memory instead of taking and dropping file locks, which costs several
+    // system calls per query; it also lets the CLI write while the app reads.
+    m_db->exec("PRAGMA journal_mode=WAL");
 }
 
 OverrideStore::~OverrideStore() = default;
@@ -87,6 +91,14 @@ void OverrideStore::setReadings(const std::vector<std::string>& readings, std::s
         st->run();
     }
 }
+
+OverrideStore::ReadScope::ReadScope(OverrideStore* store) {
+    if (store) {
+        m_tx = std::make_unique<db::ReadTransaction>(*store->m_db);
+    }
+}
+
+OverrideStore::ReadScope::~ReadScope() = default;
 
 void OverrideStore::clear(std::string_view ch) {
     if (db::Statement* st = m_db->cached(kDelete)) {

@@ -10,6 +10,7 @@ namespace talvo {
 
 namespace db {
 class Database;
+class ReadTransaction;
 }
 
 // The user's reading corrections in overrides.sqlite (table char_override).
@@ -32,6 +33,19 @@ public:
     // Blank readings are dropped; when none is left the override is removed.
     void setReadings(const std::vector<std::string>& readings, std::string_view ch);
     void clear(std::string_view ch);
+
+    // Holds one read snapshot of the overrides while it lives, so a lookup of
+    // many characters reads them consistently and locks the file once.
+    class ReadScope {
+    public:
+        explicit ReadScope(OverrideStore* store);
+        ~ReadScope();
+        ReadScope(const ReadScope&) = delete;
+        ReadScope& operator=(const ReadScope&) = delete;
+
+    private:
+        std::unique_ptr<db::ReadTransaction> m_tx;
+    };
 
 private:
     std::string m_path;

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "issue_log.h"
+
+namespace talvo::dictgen {
+
+struct CorpusCounts {
+    struct Text {
+        std::string title;  // from the #+TITLE header, when there is one
+        int64_t tokens = 0;
+    };
+    // Every Hán character of the text, commentary included, as the edition
+    // writes it (compatibility ideographs unified; variants not yet folded).
+    std::unordered_map<char32_t, int64_t> counts;
+    int64_t tokens = 0;
+    int64_t commentaryTokens = 0;       // inside the interlinear ( ) commentary
+    int64_t entities = 0;               // characters with no code point, written &KR0214;
+    std::map<std::string, Text> texts;  // by the folder that holds the text's files
+    std::vector<std::string> files;     // every file read, in reading order
+};
+
+// Counts characters in "mandoku" plain text (Kanseki Repository): header lines
+// starting with '#', <pb:...> page markers, &...; entities, ¶ line marks and
+// ideographic spaces are markup, not text. Not thread-safe.
+class CorpusCounter {
+  public:
+    using Progress = std::function<void(size_t done, size_t total)>;
+
+    // Every *.txt below dir, in path order. A missing folder is a warning.
+    void addDirectory(const std::string& dir, IssueLog& issues, const Progress& progress = {});
+    // One file; text names the work it belongs to. Throws SourceError when
+    // the file cannot be opened.
+    void addFile(const std::string& path, const std::string& text, IssueLog& issues);
+
+    const CorpusCounts& counts() const { return m_counts; }
+
+  private:
+    CorpusCounts m_counts;
+};
+
+}  // namespace talvo::dictgen

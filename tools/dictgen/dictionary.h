@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace talvo::dictgen {
+
+// The dictionary as built, before it is written out.
+struct Dictionary {
+    enum class GlossSource { None, ThieuChuu, VariantNote, English };
+
+    struct Entry {
+        std::vector<std::string> readings;  // order of preference
+        std::string gloss;
+        std::string full;
+        GlossSource glossSource = GlossSource::None;
+        int64_t frequency = 0;  // 0: no count
+    };
+
+    // What the build decided, for the report.
+    struct Stats {
+        size_t nomReadingsDropped = 0;    // kVietnamese readings nothing else confirms
+        size_t medicalReadingsAdded = 0;  // preferred medical readings no source had
+        size_t variantReadingsAdded = 0;  // readings a form took from the form it stands for
+        size_t noteReadingsPromoted = 0;  // a note's reading put before an unconfirmed heading
+        size_t variantNotes = 0;          // glosses written for forms without an entry
+        bool corpusFrequencies = false;   // else pseudo-counts from kFrequency
+        int64_t corpusTokens = 0;
+        int64_t corpusCommentaryTokens = 0;
+        int64_t corpusEntities = 0;
+        int64_t foldedTokens = 0;  // corpus tokens moved onto a standard form
+        size_t foldedForms = 0;
+        int64_t tokensWithReadings = 0;  // after folding
+        size_t distinctCorpusChars = 0;  // after folding
+        size_t distinctWithReadings = 0;
+        std::vector<std::pair<char32_t, char32_t>> topFolds;          // most frequent first
+        std::vector<std::pair<char32_t, int64_t>> unreadCorpusChars;  // most frequent first
+    };
+
+    std::map<char32_t, Entry> entries;  // by code point
+    Stats stats;
+};
+
+}  // namespace talvo::dictgen

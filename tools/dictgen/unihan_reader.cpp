@@ -1,0 +1,169 @@
+#include "unihan_reader.h"
+
+#include <filesystem>
+
+#include "han_chars.h"
+#include "line_reader.h"
+#include "source_error.h"
+#include "text/unicode.h"
+#include "tone_style.h"
+
+namespace talvo::dictgen {
+
+namespace {
+
+constexpr const char* kStems[] = {"Unihan_Readings", "Unihan_Variants",
+                                  "Unihan_DictionaryLikeData"};
+
+std::vector<std::string_view> splitSpaces(std::string_view s) {
+    std::vector<std::string_view> out;
+    for (std::string_view piece : text::split(s, ' ')) {
+        if (!piece.empty()) {
+            out.push_back(piece);
+        }
+    }
+    return out;
+}
+
+class FileParser {
+  public:
+    FileParser(UnihanData& data, IssueLog& issues, const std::string& path)
+        : m_data(data), m_issues(issues), m_path(path) {}
+
+    void run() {
+        LineReader reader(m_path);
+        std::string line;
+        while (reader.next(line)) {
+            m_line = reader.lineNumber();
+            parseLine(line);
+        }
+        if (!reader.error().empty()) {
+            m_issues.add(m_path, reader.lineNumber(), "stopped early: " + reader.error());
+        }
+    }
+
+  private:
+    void problem(std::string message) { m_issues.add(m_path, m_line, std::move(message)); }
+
+    void parseLine(const std::string& line) {
+        if (line.empty() || line[0] == '#') {
+            return;
+        }
+        if (!text::isValidUtf8(line)) {
+            problem("not valid UTF-8");
+            return;
+        }
+        auto fields = text::split(line, '\t');
+        if (fields.size() != 3) {
+            problem("expected 3 tab-separated fields, found " + std::to_string(fields.size()));
+            return;
+        }
+        auto cp = HanChars::parseCodePoint(fields[0]);
+        if (!cp) {
+            problem("bad code point \"" + std::string(fields[0]) + "\"");
+            return;
+        }
+        std::string_view field = fields[1];
+        std::string_view value = text::trimBlanks(fields[2]);
+        if (field == "kVietnamese") {
+            parseVietnamese(*cp, value);
+        } else if (field == "kDefinition") {
+            m_data.definition[*cp] = std::string(value);
+        } else if (field == "kFrequency") {
+            if (value.size() == 1 && value[0] >= '1' && value[0] <= '5') {
+                m_data.frequency[*cp] = value[0] - '0';
+            } else {
+                problem("kFrequency \"" + std::string(value) + "\" is not 1-5");
+            }
+        } else if (field == "kTraditionalVariant") {
+            parseList(value, m_data.variants[*cp].traditional);
+        } else if (field == "kSimplifiedVariant") {
+            parseList(value, m_data.variants[*cp].simplified);
+        } else if (field == "kZVariant") {
+            parseList(value, m_data.variants[*cp].z);
+        } else if (field == "kSemanticVariant") {
+            parseSemantic(*cp, value);
+        }
+    }
+
+    void parseVietnamese(char32_t cp, std::string_view value) {
+        auto& out = m_data.vietnamese[cp];
+        for (std::string_view r : splitSpaces(value)) {
+            if (auto n = ToneStyle::normalizeReading(r)) {
+                out.push_back(*n);
+            } else {
+                problem("kVietnamese reading \"" + std::string(r) + "\" is not a syllable");
+            }
+        }
+    }
+
+    // "U+9634" or "U+9682<kLau,kMatthews": the part after "<" names sources.
+    std::optional<char32_t> target(std::string_view token, int* sources) {
+        size_t lt = token.find('<');
+        auto cp = HanChars::parseCodePoint(token.substr(0, lt));
+        if (!cp) {
+            problem("bad variant \"" + std::string(token) + "\"");
+            return std::nullopt;
+        }
+        if (sources) {
+            *sources = lt == std::string_view::npos
+                           ? 0
+                           : static_cast<int>(text::split(token.substr(lt + 1), ',').size());
+        }
+        return cp;
+    }
+
+    void parseList(std::string_view value, std::vector<char32_t>& out) {
+        for (std::string_view token : splitSpaces(value)) {
+            if (auto cp = target(token, nullptr)) {
+                out.push_back(*cp);
+            }
+        }
+    }
+
+    void parseSemantic(char32_t cp, std::string_view value) {
+        auto& out = m_data.variants[cp].semantic;
+        for (std::string_view token : splitSpaces(value)) {
+            int sources = 0;
+            if (auto v = target(token, &sources)) {
+                out.push_back(UnihanData::Semantic{*v, sources});
+            }
+        }
+    }
+
+    UnihanData& m_data;
+    IssueLog& m_issues;
+    const std::string& m_path;
+    size_t m_line = 0;
+};
+
+}  // namespace
+
+std::string UnihanReader::locate(const std::string& dir, const std::string& stem) {
+    namespace fs = std::filesystem;
+    for (const char* ext : {".txt.bz2", ".txt"}) {
+        fs::path p = fs::path(dir) / (stem + ext);
+        std::error_code ec;
+        if (fs::is_regular_file(p, ec)) {
+            return p.string();
+        }
+    }
+    return {};
+}
+
+UnihanData UnihanReader::read(const std::string& dir, IssueLog& issues) {
+    UnihanData data;
+    for (const char* stem : kStems) {
+        std::string path = locate(dir, stem);
+        if (path.empty()) {
+            throw SourceError(std::string("Unihan: ") + stem + ".txt.bz2 not found in " + dir +
+                              "; install the Debian package " + kPackage +
+                              " (./dev build does) or pass --unihan DIR");
+        }
+        data.files.push_back(path);
+        FileParser(data, issues, path).run();
+    }
+    return data;
+}
+
+}  // namespace talvo::dictgen

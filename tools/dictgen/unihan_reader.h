@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "issue_log.h"
+
+namespace talvo::dictgen {
+
+// What the build takes from the Unihan database.
+struct UnihanData {
+    struct Semantic {
+        char32_t ch;
+        int sources;  // how many dictionaries attest the link; more is surer
+    };
+    struct Variants {
+        std::vector<char32_t> traditional;
+        std::vector<char32_t> simplified;
+        std::vector<char32_t> z;
+        std::vector<Semantic> semantic;
+    };
+
+    // kVietnamese, normalized, in Unihan's order. Nôm readings are still in.
+    std::unordered_map<char32_t, std::vector<std::string>> vietnamese;
+    std::unordered_map<char32_t, std::string> definition;  // kDefinition, English
+    std::unordered_map<char32_t, int> frequency;           // kFrequency, 1 (most) .. 5
+    std::unordered_map<char32_t, Variants> variants;
+    std::vector<std::string> files;  // the files read
+
+    const Variants* variantsOf(char32_t c) const {
+        auto it = variants.find(c);
+        return it == variants.end() ? nullptr : &it->second;
+    }
+};
+
+// Reads Unihan_Readings, Unihan_Variants and Unihan_DictionaryLikeData from a
+// folder, each either bzip2-compressed (as Debian's unicode-data ships them)
+// or plain. Throws SourceError naming the package when a file is missing;
+// malformed lines are logged and skipped.
+class UnihanReader {
+  public:
+    static constexpr const char* kPackage = "unicode-data";
+    static constexpr const char* kDefaultDir = "/usr/share/unicode";
+
+    static UnihanData read(const std::string& dir, IssueLog& issues);
+    // The path of one Unihan file in dir (".txt.bz2" preferred), or empty.
+    static std::string locate(const std::string& dir, const std::string& stem);
+};
+
+}  // namespace talvo::dictgen

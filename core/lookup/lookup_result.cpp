@@ -1,11 +1,16 @@
 #include "lookup/lookup_result.h"
 
+#include <string_view>
+#include <unordered_map>
+
 #include "text/unicode.h"
 
 namespace talvo {
 
 std::string PhraseLookup::amString() const {
     std::string out;
+    // Long passages repeat a few hundred readings; case-map each only once.
+    std::unordered_map<std::string_view, std::string> capitalized;
     for (const CharReading& c : chars) {
         if (c.readings.empty()) {
             continue;
@@ -13,7 +18,12 @@ std::string PhraseLookup::amString() const {
         if (!out.empty()) {
             out += ' ';
         }
-        out += text::upperFirst(c.readings.front());
+        const std::string& first = c.readings.front();
+        auto it = capitalized.find(first);
+        if (it == capitalized.end()) {
+            it = capitalized.emplace(first, text::upperFirst(first)).first;
+        }
+        out += it->second;
     }
     return out;
 }

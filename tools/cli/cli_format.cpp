@@ -79,16 +79,18 @@ void printRows(std::ostream& out, const std::vector<CharReading>& rows, const st
 }  // namespace
 
 std::string forwardJson(const PhraseLookup& p) {
-    json chars = json::array();
-    for (const CharReading& c : p.chars) {
-        chars.push_back(charJson(c));
+    // A selection can hold millions of characters: serialize one character
+    // object at a time instead of building the whole document in memory.
+    std::string out = R"({"kind":"forward","phrase":)" + dump(p.phrase) + R"(,"chars":[)";
+    for (size_t i = 0; i < p.chars.size(); ++i) {
+        if (i > 0) {
+            out += ',';
+        }
+        out += dump(charJson(p.chars[i]));
     }
-    return dump(json{{"kind", "forward"},
-                     {"phrase", p.phrase},
-                     {"chars", chars},
-                     {"nghia", optionalJson(p.nghia)},
-                     {"matchedSubphrase", optionalJson(p.matchedSubphrase)},
-                     {"amString", p.amString()}});
+    out += R"(],"nghia":)" + dump(optionalJson(p.nghia)) + R"(,"matchedSubphrase":)" +
+           dump(optionalJson(p.matchedSubphrase)) + R"(,"amString":)" + dump(p.amString()) + "}";
+    return out;
 }
 
 std::string reverseJson(const ReverseLookup& r) {

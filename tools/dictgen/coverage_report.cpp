@@ -59,7 +59,8 @@ CoverageReport::CoverageReport(const Dictionary& dict, const CorpusCounts* corpu
                 ++m_readingsNoGloss;
             }
         }
-        if (e.glossSource == G::ThieuChuu || e.glossSource == G::VariantNote) {
+        if (e.glossSource == G::ThieuChuu || e.glossSource == G::VariantNote ||
+            e.glossSource == G::Borrowed) {
             ++m_vietnamese;
         }
         if (e.glossSource == G::VariantNote) {
@@ -98,6 +99,7 @@ nlohmann::ordered_json CoverageReport::json() const {
     j["reading_rows"] = m_readingRows;
     j["chars_with_vietnamese_gloss"] = m_vietnamese;
     j["chars_with_variant_note"] = m_variantNotes;
+    j["chars_with_gloss_from_variant"] = st.borrowedGlosses;
     j["chars_with_english_gloss_only"] = m_english;
     j["chars_with_readings_no_gloss"] = m_readingsNoGloss;
     j["chars_with_frequency"] = m_withFrequency;
@@ -133,6 +135,10 @@ std::string CoverageReport::text(const std::vector<SourceSummary>& sources,
     out += row("with a Vietnamese gloss", withThousands(static_cast<int64_t>(m_vietnamese)) + " (" +
                                               withThousands(static_cast<int64_t>(m_variantNotes)) +
                                               " of them notes naming the form they stand for)");
+    out += row("borrowed from a variant",
+               withThousands(static_cast<int64_t>(st.borrowedGlosses)) + " (" +
+                   withThousands(static_cast<int64_t>(st.borrowedNotes)) +
+                   " as notes, the rest shown as their own meaning)");
     out += row("with an English gloss only", withThousands(static_cast<int64_t>(m_english)));
     out +=
         row("with readings but no gloss", withThousands(static_cast<int64_t>(m_readingsNoGloss)));

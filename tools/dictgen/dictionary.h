@@ -10,7 +10,8 @@ namespace talvo::dictgen {
 
 // The dictionary as built, before it is written out.
 struct Dictionary {
-    enum class GlossSource { None, ThieuChuu, VariantNote, English };
+    // Borrowed: another form's entry shown as the character's own meaning.
+    enum class GlossSource { None, ThieuChuu, VariantNote, Borrowed, English };
 
     struct Entry {
         std::vector<std::string> readings;  // order of preference
@@ -27,6 +28,8 @@ struct Dictionary {
         size_t variantReadingsAdded = 0;  // readings a form took from the form it stands for
         size_t noteReadingsPromoted = 0;  // a note's reading put before an unconfirmed heading
         size_t variantNotes = 0;          // glosses written for forms without an entry
+        size_t borrowedGlosses = 0;       // entries taken from a linked form's
+        size_t borrowedNotes = 0;         // of those, written as a variant's note
         bool corpusFrequencies = false;   // else pseudo-counts from kFrequency
         int64_t corpusTokens = 0;
         int64_t corpusCommentaryTokens = 0;

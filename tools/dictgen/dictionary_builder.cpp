@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 #include <unordered_map>
 
 #include "gloss_text.h"
@@ -39,6 +40,9 @@ class Builder {
         collectUniverse();
         for (char32_t c : m_universe) {
             m_base[c] = baseReadings(c);
+        }
+        for (char32_t c : m_universe) {
+            chooseBorrowing(c);
         }
         for (char32_t c : m_universe) {
             Readings r = withVariantReadings(c);
@@ -82,6 +86,13 @@ class Builder {
             }
         };
         addKeys(m_in.thieuChuu ? &m_in.thieuChuu->entries : nullptr);
+        if (m_in.thieuChuu) {
+            // A form the dictionary names may have no entry anywhere, yet
+            // can take the one that names it.
+            for (const auto& kv : m_in.thieuChuu->entries) {
+                all.insert(kv.second.namedForms.begin(), kv.second.namedForms.end());
+            }
+        }
         addKeys(m_in.readingsCsv ? &m_in.readingsCsv->readings : nullptr);
         addKeys(m_in.m17n ? &m_in.m17n->readings : nullptr);
         if (m_in.unihan) {
@@ -198,6 +209,57 @@ class Builder {
         return {};
     }
 
+    const ThieuChuuEntry* entryToBorrow(char32_t v) const {
+        const ThieuChuuEntry* tc = thieuChuu(v);
+        return tc && !tc->ownTexts.empty() && !tc->pointsTo ? tc : nullptr;
+    }
+
+    int64_t corpusCount(char32_t c) const {
+        if (!m_in.corpus) {
+            return 0;
+        }
+        auto it = m_in.corpus->counts.find(c);
+        return it == m_in.corpus->counts.end() ? 0 : it->second;
+    }
+
+    // For a character with no entry and no form it stands for: the linked
+    // form whose entry it shows. A traditional character is not sent to a
+    // simplified one while another form will do; then the closest link, the
+    // form more frequent in the corpus and in Unihan, the lower code point.
+    void chooseBorrowing(char32_t c) {
+        const ThieuChuuEntry* own = thieuChuu(c);
+        if ((own && !own->senses.empty()) || !targetsOf(c, nullptr).empty()) {
+            return;
+        }
+        bool simplifiedSelf = m_variants.isSimplifiedOnly(c);
+        std::optional<std::tuple<bool, int, int64_t, int, char32_t>> bestKey;
+        std::optional<VariantResolver::Standard> best;
+        for (const VariantResolver::Standard& link : m_variants.linkedForms(c)) {
+            if (!entryToBorrow(link.ch)) {
+                continue;
+            }
+            // Specialized variants share only some senses (佬 and 姆) and
+            // twins are guessed from English and Mandarin: a Hán-Việt reading
+            // in common confirms they are one word.
+            if (VariantResolver::closeness(link.via) >=
+                    VariantResolver::closeness(VariantResolver::Via::Specialized) &&
+                std::none_of(base(c).begin(), base(c).end(),
+                             [&](const std::string& r) { return contains(base(link.ch), r); })) {
+                continue;
+            }
+            auto key = std::tuple(!simplifiedSelf && m_variants.isSimplifiedOnly(link.ch),
+                                  VariantResolver::closeness(link.via), -corpusCount(link.ch),
+                                  m_variants.frequencyRank(link.ch), link.ch);
+            if (!bestKey || key < *bestKey) {
+                bestKey = key;
+                best = link;
+            }
+        }
+        if (best) {
+            m_borrow[c] = *best;
+        }
+    }
+
     Readings withVariantReadings(char32_t c) {
         Readings out = base(c);
         const ThieuChuuEntry* tc = thieuChuu(c);
@@ -223,6 +285,12 @@ class Builder {
                 }
             }
         }
+        // A looser link lends readings only to a character that has none:
+        // its own readings may differ for good reason (沉 trầm beside 沈's thẩm).
+        if (auto it = m_borrow.find(c); it != m_borrow.end() && out.empty()) {
+            out = base(it->second.ch);
+            m_dict.stats.variantReadingsAdded += out.size();
+        }
         return out;
     }
 
@@ -246,6 +314,10 @@ class Builder {
         const ThieuChuuEntry* tc = thieuChuu(c);
         if (tc && !tc->senses.empty()) {
             return std::pair{GlossText::numbered(tc->senses), Dictionary::GlossSource::ThieuChuu};
+        }
+        if (auto it = m_borrow.find(c); it != m_borrow.end()) {
+            return std::pair{GlossText::numbered(thieuChuu(it->second.ch)->senses),
+                             Dictionary::GlossSource::Borrowed};
         }
         if (m_in.unihan) {
             auto it = m_in.unihan->definition.find(c);
@@ -285,12 +357,43 @@ class Builder {
             ++m_dict.stats.variantNotes;
             return;
         }
+        if (auto it = m_borrow.find(c); it != m_borrow.end()) {
+            borrowGloss(c, it->second);
+            return;
+        }
         if (auto full = ownFull(c)) {
             Dictionary::Entry& e = m_dict.entries[c];
             e.gloss = GlossText::shortGloss(full->first);
             e.full = full->first;
             e.glossSource = full->second;
         }
+    }
+
+    // A character in common use shows the form's meaning as its own, since
+    // the lookup ranks glosses that read as a variant's below others; a
+    // rarer one (録, 産) says which form it stands for.
+    void borrowGloss(char32_t c, const VariantResolver::Standard& link) {
+        const ThieuChuuEntry& from = *thieuChuu(link.ch);
+        const Readings& r = base(link.ch);
+        std::pair<std::string, std::string> named{HanChars::utf8(link.ch),
+                                                  r.empty() ? std::string() : r.front()};
+        bool simplified =
+            link.via == VariantResolver::Via::Traditional && m_variants.isSimplifiedOnly(c);
+        Dictionary::Entry& e = m_dict.entries[c];
+        if (m_variants.inCommonUse(c) && !simplified) {
+            e.gloss = GlossText::shortGloss(from.senses.front());
+            e.full = GlossText::seeForm(named) + "\n" + GlossText::numbered(from.senses);
+            e.glossSource = Dictionary::GlossSource::Borrowed;
+        } else {
+            auto kind =
+                simplified ? GlossText::VariantKind::Simplified : GlossText::VariantKind::Usage;
+            e.gloss = GlossText::variantNote(kind, {named});
+            e.full = e.gloss + "\n" + GlossText::numbered(from.senses);
+            e.glossSource = Dictionary::GlossSource::VariantNote;
+            ++m_dict.stats.variantNotes;
+            ++m_dict.stats.borrowedNotes;
+        }
+        ++m_dict.stats.borrowedGlosses;
     }
 
     void corpusFrequencies() {
@@ -356,6 +459,7 @@ class Builder {
     VariantResolver m_variants;
     std::vector<char32_t> m_universe;
     std::unordered_map<char32_t, Readings> m_base;
+    std::unordered_map<char32_t, VariantResolver::Standard> m_borrow;
     Dictionary m_dict;
 };
 

@@ -29,7 +29,12 @@ struct BuildInputs {
 // has its preferred reading.
 //
 // Glosses: Thiều Chửu's entry when there is one; for a form without one, a
-// note naming the form it stands for; else the English definition.
+// note naming the form it stands for; else the entry of a linked form (a
+// variant in Unihan, or a form Thiều Chửu names as this one's), shown as the
+// character's own meaning when it is in common use itself (飲 under 飮:
+// "Xem chữ ẩm 飮." and the senses) and as a note otherwise; else the
+// English definition. Such a borrowed entry lends its readings only to a
+// character that has none.
 //
 // Frequencies: corpus counts with edition forms folded onto their standard
 // form, or, without a corpus, pseudo-counts from kFrequency.

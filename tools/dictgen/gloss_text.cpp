@@ -104,4 +104,12 @@ std::string variantNote(VariantKind kind,
     return out + ".";
 }
 
+std::string seeForm(const std::pair<std::string, std::string>& target) {
+    std::string out = "Xem chữ ";
+    if (!target.second.empty()) {
+        out += target.second + " ";
+    }
+    return out + target.first + ".";
+}
+
 }  // namespace talvo::dictgen::GlossText

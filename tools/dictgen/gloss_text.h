@@ -26,4 +26,8 @@ enum class VariantKind { Simplified, Usage };
 std::string variantNote(VariantKind kind,
                         const std::vector<std::pair<std::string, std::string>>& targets);
 
+// The line that sends the reader to the form whose entry follows, in the
+// dictionary's own words: "Xem chữ cường 强.".
+std::string seeForm(const std::pair<std::string, std::string>& target);
+
 }  // namespace talvo::dictgen::GlossText

@@ -23,6 +23,14 @@ constexpr std::array<const char*, 12> kPointerPhrases = {
     "giản thể",     "lối viết khác",
 };
 
+// The same relation stated inside a sense, about a character that may lack
+// an entry of its own.
+constexpr std::array<const char*, 11> kFormPhrases = {
+    "tục dùng như",      "cũng dùng như", "cũng như", "có khi dùng như",
+    "ngày xưa dùng như", "tục quen viết", "tục viết", "cũng viết",
+    "lối viết khác",     "giản thể",      "chữ cổ",
+};
+
 std::string foldEth(std::string s) {
     static const std::string kEth = "\xC3\x90";           // Ð U+00D0
     static const std::string kEthLower = "\xC3\xB0";      // ð U+00F0
@@ -136,6 +144,51 @@ std::optional<Pointer> parsePointer(const std::vector<std::string>& senses, char
     return std::nullopt;
 }
 
+// After a phrase of kFormPhrases: "là", "chữ" and the reading may stand
+// before the character, and a character followed by another one begins a
+// word ("cũng viết là 併吞"), which names no form.
+std::optional<char32_t> formAfter(std::u32string_view rest, char32_t self) {
+    size_t words = 0;
+    bool inWord = false;
+    for (size_t i = 0; i < rest.size(); ++i) {
+        char32_t c = rest[i];
+        if (HanChars::isIdeograph(c)) {
+            bool word = i + 1 < rest.size() && HanChars::isIdeograph(rest[i + 1]);
+            return c == self || word ? std::nullopt : std::optional<char32_t>(c);
+        }
+        if (c == U' ') {
+            inWord = false;
+            continue;
+        }
+        if (!text::isLetter(c)) {
+            return std::nullopt;
+        }
+        if (!inWord && ++words > 3) {
+            return std::nullopt;
+        }
+        inWord = true;
+    }
+    return std::nullopt;
+}
+
+std::vector<char32_t> namedForms(const std::vector<std::string>& senses, char32_t self) {
+    std::vector<char32_t> out;
+    for (const std::string& sense : senses) {
+        std::u32string lower = text::scalars(text::nfc(text::toLower(sense)));
+        for (const char* phrase : kFormPhrases) {
+            std::u32string p = text::scalars(phrase);
+            for (size_t at = lower.find(p); at != std::u32string::npos;
+                 at = lower.find(p, at + 1)) {
+                auto form = formAfter(std::u32string_view(lower).substr(at + p.size()), self);
+                if (form && std::find(out.begin(), out.end(), *form) == out.end()) {
+                    out.push_back(*form);
+                }
+            }
+        }
+    }
+    return out;
+}
+
 std::string joined(const std::vector<std::string>& senses) {
     std::string out;
     for (const std::string& s : senses) {
@@ -226,6 +279,12 @@ ThieuChuuData ThieuChuuReader::read(const std::string& path, IssueLog& issues) {
             e.pointerReading = pointer->reading;
         } else if (!pointer && !senses.empty()) {
             e.ownTexts.push_back(joined(senses));
+            for (char32_t form : namedForms(senses, *ch)) {
+                if (std::find(e.namedForms.begin(), e.namedForms.end(), form) ==
+                    e.namedForms.end()) {
+                    e.namedForms.push_back(form);
+                }
+            }
         }
         for (std::string& s : senses) {
             e.senses.push_back(std::move(s));

@@ -20,6 +20,9 @@ struct ThieuChuuEntry {
     // The senses of each part of the entry that has a meaning of its own,
     // joined; two characters with an equal text are copies of one entry.
     std::vector<std::string> ownTexts;
+    // Characters the senses name as another way of writing this one, in
+    // order ("Tục dùng như chữ cường 強" under 强).
+    std::vector<char32_t> namedForms;
     size_t line = 0;  // where the character first appears
 };
 

@@ -1,5 +1,6 @@
 #include "unihan_reader.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "han_chars.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr const char* kStems[] = {"Unihan_Readings", "Unihan_Variants",
                                   "Unihan_DictionaryLikeData"};
+constexpr const char* kOptionalStems[] = {"Unihan_OtherMappings", "Unihan_IRGSources"};
 
 std::vector<std::string_view> splitSpaces(std::string_view s) {
     std::vector<std::string_view> out;
@@ -82,7 +84,19 @@ class FileParser {
         } else if (field == "kZVariant") {
             parseList(value, m_data.variants[*cp].z);
         } else if (field == "kSemanticVariant") {
-            parseSemantic(*cp, value);
+            parseSemantic(value, m_data.variants[*cp].semantic);
+        } else if (field == "kSpecializedSemanticVariant") {
+            parseSemantic(value, m_data.variants[*cp].specialized);
+        } else if (field == "kJinmeiyoKanji" || field == "kJoyoKanji") {
+            parseJapanese(*cp, value);
+        } else if (field == "kMandarin") {
+            for (std::string_view r : splitSpaces(value)) {
+                m_data.mandarin[*cp].emplace_back(r);
+            }
+        } else if (field == "kRSUnicode") {
+            parseRadical(*cp, value);
+        } else if (field == "kBigFive" || field == "kGB0") {
+            m_data.nationalStandard.insert(*cp);
         }
     }
 
@@ -121,14 +135,50 @@ class FileParser {
         }
     }
 
-    void parseSemantic(char32_t cp, std::string_view value) {
-        auto& out = m_data.variants[cp].semantic;
+    void parseSemantic(std::string_view value, std::vector<UnihanData::Semantic>& out) {
         for (std::string_view token : splitSpaces(value)) {
             int sources = 0;
             if (auto v = target(token, &sources)) {
                 out.push_back(UnihanData::Semantic{*v, sources});
             }
         }
+    }
+
+    // "2010" (a year: no pair) or "2010:U+9332" (kJinmeiyoKanji) or "U+525D"
+    // (kJoyoKanji): the code point names the other form of the pair.
+    void parseJapanese(char32_t cp, std::string_view value) {
+        size_t plus = value.find("U+");
+        if (plus == std::string_view::npos) {
+            return;
+        }
+        auto other = target(value.substr(plus), nullptr);
+        // A compatibility ideograph (海 U+FA45) is its unified character
+        // once text is normalised; a pair of the two is no pair.
+        char32_t self = HanChars::unified(cp);
+        if (!other || HanChars::unified(*other) == self) {
+            return;
+        }
+        for (auto [from, to] : {std::pair{self, HanChars::unified(*other)},
+                                std::pair{HanChars::unified(*other), self}}) {
+            std::vector<char32_t>& list = m_data.variants[from].japanese;
+            if (std::find(list.begin(), list.end(), to) == list.end()) {
+                list.push_back(to);
+            }
+        }
+    }
+
+    // "167.8", "213'.0" (a simplified radical), several values: the first one's radical.
+    void parseRadical(char32_t cp, std::string_view value) {
+        int radical = 0;
+        size_t i = 0;
+        for (; i < value.size() && value[i] >= '0' && value[i] <= '9' && radical < 1000; ++i) {
+            radical = radical * 10 + (value[i] - '0');
+        }
+        if (i == 0 || radical < 1 || radical > 214) {
+            problem("kRSUnicode \"" + std::string(value) + "\" has no radical");
+            return;
+        }
+        m_data.radical[cp] = radical;
     }
 
     UnihanData& m_data;
@@ -162,6 +212,13 @@ UnihanData UnihanReader::read(const std::string& dir, IssueLog& issues) {
         }
         data.files.push_back(path);
         FileParser(data, issues, path).run();
+    }
+    for (const char* stem : kOptionalStems) {
+        std::string path = locate(dir, stem);
+        if (!path.empty()) {
+            data.files.push_back(path);
+            FileParser(data, issues, path).run();
+        }
     }
     return data;
 }

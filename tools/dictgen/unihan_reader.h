@@ -2,6 +2,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "issue_log.h"
@@ -19,6 +20,10 @@ struct UnihanData {
         std::vector<char32_t> simplified;
         std::vector<char32_t> z;
         std::vector<Semantic> semantic;
+        std::vector<Semantic> specialized;  // kSpecializedSemanticVariant: some senses only
+        // The other member of a Japanese pair: the Jōyō form (録) of a
+        // traditional one (錄) and back (kJinmeiyoKanji, kJoyoKanji).
+        std::vector<char32_t> japanese;
     };
 
     // kVietnamese, normalized, in Unihan's order. Nôm readings are still in.
@@ -26,6 +31,10 @@ struct UnihanData {
     std::unordered_map<char32_t, std::string> definition;  // kDefinition, English
     std::unordered_map<char32_t, int> frequency;           // kFrequency, 1 (most) .. 5
     std::unordered_map<char32_t, Variants> variants;
+    std::unordered_map<char32_t, std::vector<std::string>> mandarin;  // kMandarin, as written
+    std::unordered_map<char32_t, int> radical;  // Kangxi radical of kRSUnicode's first value
+    // Characters of Big5 or GB 2312: the forms Taiwan and the mainland print.
+    std::unordered_set<char32_t> nationalStandard;
     std::vector<std::string> files;  // the files read
 
     const Variants* variantsOf(char32_t c) const {
@@ -36,7 +45,9 @@ struct UnihanData {
 
 // Reads Unihan_Readings, Unihan_Variants and Unihan_DictionaryLikeData from a
 // folder, each either bzip2-compressed (as Debian's unicode-data ships them)
-// or plain. Throws SourceError naming the package when a file is missing;
+// or plain, and Unihan_OtherMappings and Unihan_IRGSources when present: they
+// only sharpen the variant links, so a folder without them still builds.
+// Throws SourceError naming the package when a required file is missing;
 // malformed lines are logged and skipped.
 class UnihanReader {
   public:

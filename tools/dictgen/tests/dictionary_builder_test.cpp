@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "corpus_counter.h"
 #include "dictionary_builder.h"
 #include "gloss_text.h"
 #include "han_chars.h"
@@ -122,6 +123,120 @@ TEST(DictionaryBuilder, ANotesReadingGoesFirstOnlyWhenNothingConfirmsTheHeading)
     EXPECT_EQ(at(d, U'隂').readings.front(), "ẩm");
 }
 
+// Unihan facts for a pair the English definition and Mandarin link alone.
+void twins(UnihanData& u, char32_t a, char32_t b, int radical, const char* mandarin,
+           const char* definition) {
+    for (char32_t c : {a, b}) {
+        u.radical[c] = radical;
+        u.mandarin[c] = {mandarin};
+        u.definition[c] = definition;
+    }
+}
+
+int dock(const Dictionary::Entry& e) {
+    return MedicalSense::score("丁", std::nullopt) - MedicalSense::score("丁", e.gloss);
+}
+
+TEST(DictionaryBuilder, ACommonFormShowsItsVariantsEntryAsItsOwn) {
+    ThieuChuuData tc;
+    tc.entries[U'强'] =
+        entry({"cường"}, {"Mạnh.", "Con mọt thóc gạo.", "Tục dùng như chữ cường 強"});
+    tc.entries[U'强'].namedForms = {U'強'};
+    tc.entries[U'飮'] = entry({"ẩm", "ấm"}, {"Đồ uống.", "Uống."});
+    UnihanData unihan;
+    unihan.frequency[U'強'] = 2;
+    unihan.frequency[U'飲'] = 4;
+    unihan.nationalStandard = {U'強', U'飲'};
+    twins(unihan, U'飲', U'飮', 184, "yǐn", "drink; swallow");
+    unihan.vietnamese[U'飲'] = {"ẩm"};
+    M17nData m17n;
+    m17n.readings[U'強'] = {"cưỡng"};
+
+    Dictionary d = DictionaryBuilder::build({&unihan, &m17n, &tc, nullptr, nullptr});
+    const Dictionary::Entry& qiang = at(d, U'強');
+    EXPECT_EQ(qiang.glossSource, Dictionary::GlossSource::Borrowed);
+    EXPECT_EQ(qiang.gloss, "Mạnh.");
+    EXPECT_EQ(qiang.full,
+              "Xem chữ cường 强.\n1. Mạnh.\n2. Con mọt thóc gạo.\n3. Tục dùng như chữ cường 強");
+    EXPECT_EQ(dock(qiang), 0) << qiang.gloss;
+    EXPECT_EQ(qiang.readings, Strings{"cưỡng"});  // its own, not 强's
+
+    EXPECT_EQ(at(d, U'飲').full.rfind("Xem chữ ẩm 飮.\n1. Đồ uống.", 0), 0u);
+
+    // Without a reading of its own a character takes the variant's; a twin
+    // is only trusted when a reading confirms it.
+    m17n.readings.erase(U'強');
+    unihan.vietnamese.erase(U'飲');
+    d = DictionaryBuilder::build({&unihan, &m17n, &tc, nullptr, nullptr});
+    EXPECT_EQ(at(d, U'強').readings, Strings{"cường"});
+    EXPECT_EQ(at(d, U'飲').glossSource, Dictionary::GlossSource::English);
+}
+
+TEST(DictionaryBuilder, ARarerFormGetsANoteNamingTheStandardOne) {
+    ThieuChuuData tc;
+    tc.entries[U'錄'] = entry({"lục"}, {"Sao chép.", "Ghi chép."});
+    tc.entries[U'產'] = entry({"sản"}, {"Sinh đẻ."});
+    UnihanData unihan;
+    unihan.frequency[U'錄'] = 2;
+    unihan.variants[U'錄'].japanese = {U'録'};
+    unihan.variants[U'録'].japanese = {U'錄'};
+    // Unihan's frequency counts the Japanese 産 too; the print standards do not.
+    unihan.frequency[U'産'] = 3;
+    unihan.frequency[U'產'] = 3;
+    unihan.nationalStandard = {U'錄', U'產'};
+    twins(unihan, U'産', U'產', 100, "chǎn", "give birth");
+    M17nData m17n;
+    m17n.readings[U'産'] = {"sản"};
+    CorpusCounts corpus;
+    corpus.counts = {{U'録', 5}, {U'錄', 2}, {U'産', 7}};
+    corpus.tokens = 14;
+
+    Dictionary d = DictionaryBuilder::build({&unihan, &m17n, &tc, nullptr, &corpus});
+    for (auto [form, standard] : {std::pair{U'録', "lục 錄"}, std::pair{U'産', "sản 產"}}) {
+        SCOPED_TRACE(HanChars::utf8(form));
+        const Dictionary::Entry& e = at(d, form);
+        EXPECT_EQ(e.glossSource, Dictionary::GlossSource::VariantNote);
+        EXPECT_EQ(e.gloss, std::string("Tục dùng như chữ ") + standard + ".");
+        EXPECT_EQ(dock(e), 1);
+    }
+    EXPECT_EQ(at(d, U'録').full, "Tục dùng như chữ lục 錄.\n1. Sao chép.\n2. Ghi chép.");
+    // A Japanese pair folds like any edition form; a twin is too loose a
+    // link to move counts.
+    EXPECT_EQ(at(d, U'錄').frequency, 7);
+    EXPECT_EQ(at(d, U'産').frequency, 7);
+}
+
+TEST(DictionaryBuilder, TheVariantLentIsChosenTheSameWayWhateverTheInputOrder) {
+    auto build = [](bool reversed, int64_t countA, int64_t countB) {
+        ThieuChuuData tc;
+        tc.entries[U'沈'] = entry({"trầm"}, {"Chìm."});
+        tc.entries[U'湛'] = entry({"trạm"}, {"Sâu."});
+        tc.entries[U'淫'] = entry({"dâm"}, {"Tràn."});
+        UnihanData unihan;
+        unihan.frequency[U'沉'] = 4;
+        if (reversed) {  // one link stated from the other side
+            unihan.variants[U'沉'].semantic = {{U'沈', 1}};
+            unihan.variants[U'湛'].semantic = {{U'沉', 1}};
+        } else {
+            unihan.variants[U'沉'].semantic = {{U'湛', 1}, {U'沈', 1}};
+        }
+        // Less close than a semantic variant, however frequent.
+        unihan.variants[U'沉'].specialized = {{U'淫', 1}};
+        M17nData m17n;
+        m17n.readings[U'沉'] = {"trầm", "trạm", "dâm"};
+        CorpusCounts corpus;
+        corpus.counts = {{U'沈', countA}, {U'湛', countB}, {U'淫', 100}};
+        Dictionary d = DictionaryBuilder::build({&unihan, &m17n, &tc, nullptr, &corpus});
+        return at(d, U'沉').gloss;
+    };
+    for (bool reversed : {false, true}) {
+        SCOPED_TRACE(reversed);
+        EXPECT_EQ(build(reversed, 5, 9), "Sâu.");  // the more frequent
+        EXPECT_EQ(build(reversed, 9, 5), "Chìm.");
+        EXPECT_EQ(build(reversed, 5, 5), "Chìm.");  // then the lower code point
+    }
+}
+
 TEST(DictionaryBuilder, EveryMedicalPreferenceIsAmongTheReadings) {
     M17nData m17n;
     m17n.readings[U'差'] = {"sai", "soa"};
@@ -156,8 +271,8 @@ TEST(DictionaryBuilder, FoldsEditionFormsButNotCharactersWithAMeaningOfTheirOwn)
     EXPECT_EQ(d.stats.foldedTokens, 3);
     EXPECT_EQ(d.stats.foldedForms, 1u);
     EXPECT_EQ(d.stats.distinctCorpusChars, 4u);
-    // 陰 and 衞 have readings; 病 and 衛 none in these sources.
-    EXPECT_EQ(d.stats.tokensWithReadings, 9);
+    // 陰 and 衞 have readings, and 衛 borrows 衞's; 病 has none in these sources.
+    EXPECT_EQ(d.stats.tokensWithReadings, 10);
 }
 
 TEST(DictionaryBuilder, WithoutVietnameseSourcesFallsBackToEnglishAndFrequencyBuckets) {

@@ -21,7 +21,8 @@ using test::TempDir;
 using Strings = std::vector<std::string>;
 
 // Small sources of every kind: 傷 and 寒 compete with 商 and 韓 for their
-// readings, 隂 is an edition form of 陰, and one Thiều Chửu line is broken.
+// readings, 隂 is an edition form of 陰, 強 has its entry under 强 only, and
+// one Thiều Chửu line is broken.
 GeneratorOptions writeSources(const TempDir& dir) {
     dir.write("unihan/Unihan_Readings.txt",
               "U+6578\tkVietnamese\tsố\n"
@@ -30,11 +31,13 @@ GeneratorOptions writeSources(const TempDir& dir) {
               "U+5546\tkDefinition\tcommerce, business, trade\n"
               "U+97D3\tkVietnamese\thàn\n"
               "U+9670\tkVietnamese\tâm\n"
-              "U+9682\tkDefinition\tshady, secret\n");
+              "U+9682\tkDefinition\tshady, secret\n"
+              "U+5F37\tkDefinition\tstrong, powerful, energetic\n");
     dir.write("unihan/Unihan_Variants.txt", "U+9682\tkSemanticVariant\tU+9670<kLau,kMatthews\n");
     dir.write("unihan/Unihan_DictionaryLikeData.txt",
               "U+9670\tkFrequency\t4\nU+5546\tkFrequency\t2\nU+97D3\tkFrequency\t2\n"
-              "U+50B7\tkFrequency\t3\nU+5BD2\tkFrequency\t3\nU+6578\tkFrequency\t3\n");
+              "U+50B7\tkFrequency\t3\nU+5BD2\tkFrequency\t3\nU+6578\tkFrequency\t3\n"
+              "U+5F37\tkFrequency\t2\n");
     GeneratorOptions o;
     o.useDefaults = false;
     o.unihanDir = dir.path() + "/unihan";
@@ -49,7 +52,8 @@ GeneratorOptions writeSources(const TempDir& dir) {
                                 "陰=âm [yin1]\\n\\t1. Số âm, phần âm.\n"
                                 "傷=thương [shang1]\\n\\t1. Vết đau.\n"
                                 "寒=hàn [han2]\\n\\t1. Rét, khí hậu mùa đông.\n"
-                                "broken line\n");
+                                "broken line\n"
+                                "强=cường\\n\\t1. Mạnh.\\n\\t2. Tục dùng như chữ 強\n");
     o.readingsCsvFile =
         dir.write("hv.csv", "char,hanviet,pinyin\n數,['sổ'],shu3\n寒,['hàn'],han2\n");
     dir.write("corpus/KR1/KR1_001.txt", "#+TITLE: 傷寒論\n傷寒(注)隂陽寒傷陰病寒¶\n");
@@ -91,6 +95,8 @@ TEST(Generator, BuildsADictionaryTheLookupEngineReads) {
     EXPECT_EQ(store.lookupChar("隂"), store.lookupChar("陰"));
     EXPECT_EQ(store.corpusFreq("陰"), 2);  // 隂 folded in
     EXPECT_EQ(store.corpusFreq("隂"), 0);
+    EXPECT_EQ(store.charGloss("強"), "Mạnh.");
+    EXPECT_EQ(store.charMeaning("強"), "Xem chữ cường 强.\n1. Mạnh.\n2. Tục dùng như chữ 強");
 
     LookupService service(store, nullptr);
     ReverseLookup rev = service.reverse({"thương", "hàn"});
@@ -111,6 +117,7 @@ TEST(Generator, BuildsADictionaryTheLookupEngineReads) {
               count(db, "SELECT count(*) FROM vantiel"));
     EXPECT_EQ(cov["chars_with_frequency"].get<int64_t>(),
               count(db, "SELECT count(*) FROM corpus_freq"));
+    EXPECT_EQ(cov["chars_with_gloss_from_variant"].get<int64_t>(), 1);
     EXPECT_EQ(cov["corpus_tokens"].get<int64_t>(), 10);
     EXPECT_EQ(cov["corpus_commentary_tokens"].get<int64_t>(), 1);
 
@@ -120,6 +127,9 @@ TEST(Generator, BuildsADictionaryTheLookupEngineReads) {
     std::string stored = meta(o.out, "report");
     EXPECT_NE(stored.find("\nthieuchuu.txt: 1 problem\n  line 5:"), std::string::npos) << stored;
     EXPECT_EQ(stored.find(dir.path()), std::string::npos) << stored;
+    EXPECT_NE(stored.find("borrowed from a variant                 1 (0 as notes"),
+              std::string::npos)
+        << stored;
 }
 
 TEST(Generator, WritesTheTablesAndIndexesTheProgramExpects) {

@@ -79,6 +79,13 @@ TEST(RealSources, FullBuildReadsLikeAMedicalDictionary) {
         EXPECT_TRUE(contains(edition, am)) << am;
     }
 
+    // Common forms Thiều Chửu lists under another form show that entry as
+    // their own; the Japanese 産 says which form it stands for.
+    for (const char* ch : {"飲", "強", "沉", "研"}) {
+        EXPECT_EQ(store.charMeaning(ch).value_or("").rfind("Xem chữ ", 0), 0u) << ch;
+    }
+    EXPECT_EQ(store.charGloss("産").value_or(""), "Tục dùng như chữ sản 產.");
+
     LookupService service(store, nullptr);
     ReverseLookup rev = service.reverse({"thương", "hàn"});
     EXPECT_LT(rankOf(rev.syllables[0], "傷"), 3u);

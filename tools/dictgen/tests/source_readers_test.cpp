@@ -62,7 +62,9 @@ TEST(ThieuChuuReader, RecognisesVariantNotesAndMergesRepeatedCharacters) {
                                  "隂=ẩm [yin1]\\n\\t1. Tục dùng như chữ âm 陰.\n"
                                  "脉=mạch [mai4|mo4]\\n\\t1. Mạch máu. \\n\\t2. Thớ.\n"
                                  "脉=mạch, mạc [mai4|mo4]\\n\\t1. Tục dùng như chữ mạch 脈.\n"
-                                 "湣=mẫn [min3]\\n\\t1. Cùng nghĩa với chữ mẫn 閔.\n");
+                                 "湣=mẫn [min3]\\n\\t1. Cùng nghĩa với chữ mẫn 閔.\n"
+                                 "强=cường\\n\\t1. Mạnh. \\n\\t2. Tục dùng như chữ cường 強\n"
+                                 "吞=thôn\\n\\t1. Cũng viết là 併吞. Cũng như chữ thôn 吞.\n");
     IssueLog log;
     ThieuChuuData data = ThieuChuuReader::read(path, log);
 
@@ -84,6 +86,11 @@ TEST(ThieuChuuReader, RecognisesVariantNotesAndMergesRepeatedCharacters) {
 
     // "Same meaning as" sends the reader to another word, not another spelling.
     EXPECT_FALSE(data.find(U'湣')->pointsTo);
+
+    // Inside a sense, the same phrases name other forms of this character,
+    // but not a word (併吞), nor the character itself.
+    EXPECT_EQ(data.find(U'强')->namedForms, std::vector<char32_t>{U'強'});
+    EXPECT_TRUE(data.find(U'吞')->namedForms.empty());
 }
 
 TEST(ThieuChuuReader, ReportsBadLinesAndKeepsGoing) {
@@ -218,6 +225,37 @@ TEST(UnihanReader, ReadsPlainAndCompressedFilesAlike) {
         // "1x", "U+XYZ", "U+ZZZZ", kFrequency 9, a two-field line.
         EXPECT_EQ(log.total(), 5u) << log.format();
     }
+}
+
+TEST(UnihanReader, ReadsTheOptionalMappingsWhenPresent) {
+    UnihanFixture f;
+    TempDir dir;
+    dir.write("Unihan_Readings.txt", f.readings + "U+98F2\tkMandarin\tyǐn yìn\n");
+    dir.write("Unihan_Variants.txt",
+              f.variants + "U+6BBB\tkSpecializedSemanticVariant\tU+6BBC<kFenn\n");
+    dir.write("Unihan_DictionaryLikeData.txt", f.dictionaryLike);
+    dir.write("Unihan_OtherMappings.txt",
+              "U+9304\tkJinmeiyoKanji\t2010:U+9332\n"
+              "U+9332\tkJoyoKanji\t2010\n"
+              "U+FA45\tkJinmeiyoKanji\t2010:U+6D77\n"  // a compatibility ideograph
+              "U+9670\tkBigFive\tB3B1\n"
+              "U+9634\tkGB0\t4992\n");
+    std::string irg = dir.write("Unihan_IRGSources.txt",
+                                "U+98F2\tkRSUnicode\t184.4\n"
+                                "U+996E\tkRSUnicode\t184'.4 184.5\n"
+                                "U+9ED1\tkRSUnicode\tx.1\n");
+    IssueLog log;
+    UnihanData d = UnihanReader::read(dir.path(), log);
+    EXPECT_EQ(d.variantsOf(U'錄')->japanese, std::vector<char32_t>{U'録'});
+    EXPECT_EQ(d.variantsOf(U'録')->japanese, std::vector<char32_t>{U'錄'});
+    EXPECT_EQ(d.variantsOf(U'海'), nullptr);
+    EXPECT_EQ(d.variantsOf(U'殻')->specialized.at(0).ch, U'殼');
+    EXPECT_EQ(d.mandarin.at(U'飲'), (Strings{"yǐn", "yìn"}));
+    EXPECT_EQ(d.radical.at(U'飲'), 184);
+    EXPECT_EQ(d.radical.at(U'饮'), 184);
+    EXPECT_EQ(d.nationalStandard, (std::unordered_set<char32_t>{U'陰', U'阴'}));
+    EXPECT_EQ(d.files.size(), 5u);
+    EXPECT_TRUE(reportedAt(log, irg, 3));
 }
 
 TEST(UnihanReader, SurvivesATruncatedArchiveAndNamesThePackageWhenAbsent) {

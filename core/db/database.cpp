@@ -69,6 +69,10 @@ Statement* Database::cached(const std::string& sql) {
 
 std::string Database::errorMessage() const { return m_db ? sqlite3_errmsg(m_db) : "unknown"; }
 
+int Database::errorCode() const { return m_db ? (sqlite3_errcode(m_db) & 0xFF) : SQLITE_ERROR; }
+
+bool Database::readOnly() const { return sqlite3_db_readonly(m_db, "main") == 1; }
+
 int64_t Database::lastInsertRowId() const { return sqlite3_last_insert_rowid(m_db); }
 
 int Database::changes() const { return sqlite3_changes(m_db); }

@@ -48,6 +48,10 @@ public:
     Statement* cached(const std::string& sql);
 
     std::string errorMessage() const;
+    // SQLite's primary result code of the last failed call (SQLITE_CORRUPT, ...).
+    int errorCode() const;
+    // True when SQLite could only open the file for reading (permissions).
+    bool readOnly() const;
     int64_t lastInsertRowId() const;
     int changes() const;
     bool inTransaction() const;

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "cli_format.h"
+#include "cli_study.h"
 #include "l10n/localization.h"
 #include "lookup/dictionary_error.h"
 #include "lookup/dictionary_store.h"
@@ -21,23 +22,37 @@ namespace talvo::cli {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: talvo-cli [--dict PATH] [--data-dir DIR] [--json] [--lang vi|zh|en] COMMAND\n"
+    "usage: talvo-cli [--dict PATH] [--data-dir DIR] [--json] [--lang vi|zh|en]\n"
+    "                 [--today DAY] [--now SECONDS] COMMAND\n"
     "\n"
     "commands:\n"
     "  lookup TEXT...          look up the Hán characters of TEXT ('-' reads standard input);\n"
     "                          without Hán, the Vietnamese syllables in reverse\n"
     "  reverse SYLLABLE...     the characters read as each syllable, most frequent first\n"
     "  set-reading CHAR TEXT   save your own readings for CHAR (\"a, b\"); empty TEXT removes them\n"
+    "  study summary           today's figures of the study deck (study.sqlite, data folder)\n"
+    "  study queue             the cards of today's session, due reviews first\n"
+    "  study grade UID RATING  grade a card: again, hard, good, easy (or 1-4)\n"
+    "  study add-lookup TEXT   add the lookup of TEXT's Hán characters to the deck\n"
+    "  study seed              fill an empty deck with the 800 most frequent characters\n"
+    "  study review            review today's cards: 1-4 pick or grade, Return/Space reveal\n"
+    "                          or grade good, q stops (one key per line when not a terminal)\n"
     "  (none)                  a short demonstration\n"
     "\n"
-    "environment: TALVO_DICT (dictionary), TALVO_DATA_DIR (folder of overrides.sqlite)\n"
-    "exit codes: 0 answer, 1 reading not saved, 2 bad usage, 3 dictionary cannot be opened\n";
+    "--today DAY and --now SECONDS pin the study day and the clock (seconds since 1970)\n"
+    "\n"
+    "environment: TALVO_DICT (dictionary), TALVO_DATA_DIR (folder of overrides.sqlite and\n"
+    "study.sqlite)\n"
+    "exit codes: 0 answer, 1 reading, card or grade not saved, 2 bad usage, 3 dictionary cannot\n"
+    "be opened, 4 study database cannot be opened\n";
 
 struct Options {
     std::optional<std::string> dict;
     std::optional<std::string> dataDir;
     bool json = false;
     std::optional<AppLanguage> lang;
+    std::optional<int64_t> today;
+    std::optional<int64_t> now;
     std::string command;
     std::vector<std::string> operands;
 };
@@ -69,6 +84,11 @@ Options parse(const std::vector<std::string>& args) {
                 throw UsageError{"--lang takes vi, zh or en, not '" + l + "'"};
             }
             o.lang = appLanguageFromRaw(l);
+        } else if (a == "--today" || a == "--now") {
+            std::string v = value(a);
+            if (auto bad = parseStudyTimeOption(a, v, a == "--today" ? o.today : o.now)) {
+                throw UsageError{*bad};
+            }
         } else if (a == "--help" || a == "-h") {
             o.command = "help";
             return o;
@@ -118,11 +138,11 @@ public:
             }
             return false;
         }
-        std::string dataDir = m_o.dataDir.value_or(paths::userDataDir(m_e.env));
-        if (!dataDir.empty()) {
+        m_dataDir = m_o.dataDir.value_or(paths::userDataDir(m_e.env));
+        if (!m_dataDir.empty()) {
             try {
                 m_overrides = std::make_unique<OverrideStore>(
-                    (std::filesystem::path(dataDir) / "overrides.sqlite").string());
+                    (std::filesystem::path(m_dataDir) / "overrides.sqlite").string());
             } catch (const DictionaryError& err) {
                 m_overrideError = err.what();
                 m_e.err << "warning: your reading corrections are unavailable (" << err.what()
@@ -201,10 +221,16 @@ public:
         return kExitOk;
     }
 
+    DictionaryStore& dict() { return *m_dict; }
+    LookupService& service() { return *m_service; }
+    AppLanguage lang() const { return m_lang; }
+    const std::string& dataDir() const { return m_dataDir; }
+
 private:
     const Options& m_o;
     Environment& m_e;
     AppLanguage m_lang = AppLanguage::vi;
+    std::string m_dataDir;
     std::unique_ptr<DictionaryStore> m_dict;
     std::unique_ptr<OverrideStore> m_overrides;
     std::string m_overrideError;
@@ -242,8 +268,13 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
                                  "' is not one Hán character"};
             }
         }
+        if (o.command == "study") {
+            if (auto bad = studyUsageError(o.operands, o.json)) {
+                throw UsageError{*bad};
+            }
+        }
         if (!o.command.empty() && o.command != "lookup" && o.command != "reverse" &&
-            o.command != "set-reading") {
+            o.command != "set-reading" && o.command != "study") {
             throw UsageError{"unknown command '" + o.command + "'"};
         }
     } catch (const UsageError& u) {
@@ -257,6 +288,10 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
     }
     if (o.command.empty()) {
         return s.demo();
+    }
+    if (o.command == "study") {
+        return runStudy(StudyOptions{o.operands, o.json, s.lang(), s.dataDir(), o.today, o.now},
+                        s.dict(), s.service(), e);
     }
     if (o.command == "lookup") {
         if (o.operands.size() == 1 && o.operands[0] == "-") {

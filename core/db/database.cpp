@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+
 namespace talvo::db {
 
 Database::Database(const std::string& path, Mode mode) {
@@ -42,6 +44,15 @@ Database::Database(const std::string& path, Mode mode) {
     }
     sqlite3_extended_result_codes(m_db, 1);
     sqlite3_busy_timeout(m_db, 2000);
+}
+
+std::unique_ptr<Database> Database::openCreatingFolders(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    if (!parent.empty()) {
+        std::filesystem::create_directories(parent, ignored);
+    }
+    return std::make_unique<Database>(path, Mode::ReadWriteCreate);
 }
 
 Database::~Database() {

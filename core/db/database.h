@@ -38,6 +38,10 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    // Opens path read-write, creating it and, first, its missing parent
+    // folders (a folder that cannot be made shows up as the open's failure).
+    static std::unique_ptr<Database> openCreatingFolders(const std::string& path);
+
     // Runs one or more statements without results. Returns false on error.
     bool exec(std::string_view sql);
 

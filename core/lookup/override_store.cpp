@@ -19,13 +19,8 @@ constexpr const char* kUpsert =
 }  // namespace
 
 OverrideStore::OverrideStore(const std::string& path) : m_path(path) {
-    std::error_code ignored;
-    std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    if (!parent.empty()) {
-        std::filesystem::create_directories(parent, ignored);
-    }
     try {
-        m_db = std::make_unique<db::Database>(path, db::Database::Mode::ReadWriteCreate);
+        m_db = db::Database::openCreatingFolders(path);
     } catch (const db::OpenError& e) {
         throw DictionaryError::cannotOpen(e.what());
     }

@@ -181,13 +181,8 @@ std::string StudyStore::defaultPath(const std::string& dataDir) {
 
 StudyStore::StudyStore(const std::string& path, Clock clock)
     : m_path(path), m_clock(std::move(clock)) {
-    std::error_code ignored;
-    std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    if (!parent.empty()) {
-        std::filesystem::create_directories(parent, ignored);
-    }
     try {
-        m_db = std::make_unique<db::Database>(path, db::Database::Mode::ReadWriteCreate);
+        m_db = db::Database::openCreatingFolders(path);
     } catch (const db::OpenError& e) {
         throw DictionaryError::cannotOpen(e.what());
     }

@@ -1,7 +1,5 @@
 #include "lookup/override_store.h"
 
-#include <filesystem>
-
 #include "db/database.h"
 #include "lookup/dictionary_error.h"
 #include "text/unicode.h"

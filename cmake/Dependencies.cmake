@@ -3,9 +3,21 @@
 find_package(PkgConfig REQUIRED)
 find_package(SQLite3 3.37 REQUIRED)
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets DBus)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(Threads REQUIRED)
+find_package(CURL 7.88 REQUIRED)
+find_package(Qt6Keychain 0.13 REQUIRED)
+find_package(PostgreSQL 15 REQUIRED)
+# Debian ships cpp-httplib as a compiled library with only a pkg-config file;
+# its compile definitions (TLS, compression) must match the library's build
+# or the class layouts differ.
+pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib>=0.11)
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  find_package(X11 REQUIRED COMPONENTS Xtst)
+  pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-keysyms)
+endif()
 
 if(TALVO_BUILD_TESTS)
   find_package(GTest 1.12 REQUIRED)

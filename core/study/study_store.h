@@ -53,6 +53,9 @@ public:
     const std::string& path() const { return m_path; }
     const Clock& clock() const { return m_clock; }
     const FSRS& fsrs() const { return m_fsrs; }
+    // The open connection, for the modules that keep their own tables and
+    // queries in this database (sync, progress). Same thread rules as the store.
+    db::Database& database() { return *m_db; }
 
     // cfg values are decimal text. cfgInt accepts an optional sign and digits,
     // nothing else ("+7" is 7; "7 ", "" and overflowing values are absent).

@@ -1,17 +1,12 @@
 #include "saved_language.h"
 
-#include <QSettings>
+#include "settings/app_settings.h"
 
 namespace talvo::cli {
 
 std::optional<std::string> savedLanguage() {
     // The desktop program and the CLI share the same user settings.
-    QSettings settings(QStringLiteral("Mirelo"), QStringLiteral("Talvo"));
-    QVariant v = settings.value(QStringLiteral("app.language"));
-    if (!v.isValid()) {
-        return std::nullopt;
-    }
-    return v.toString().toStdString();
+    return AppSettings().string(AppSettings::kLanguageKey);
 }
 
 }  // namespace talvo::cli

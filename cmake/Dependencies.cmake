@@ -3,12 +3,15 @@
 find_package(PkgConfig REQUIRED)
 find_package(SQLite3 3.37 REQUIRED)
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets DBus)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets DBus Network)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(Threads REQUIRED)
 find_package(CURL 7.88 REQUIRED)
 find_package(Qt6Keychain 0.13 REQUIRED)
 find_package(PostgreSQL 15 REQUIRED)
+# The server hashes access tokens (SHA-256) and draws them from the system's
+# random source.
+find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
 # Debian ships cpp-httplib as a compiled library with only a pkg-config file;
 # its compile definitions (TLS, compression) must match the library's build
 # or the class layouts differ.

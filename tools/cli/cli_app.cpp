@@ -7,6 +7,8 @@
 #include <ostream>
 
 #include "cli_format.h"
+#include "cli_online.h"
+#include "cli_progress.h"
 #include "cli_study.h"
 #include "l10n/localization.h"
 #include "lookup/dictionary_error.h"
@@ -37,14 +39,27 @@ constexpr const char* kUsage =
     "  study seed              fill an empty deck with the 800 most frequent characters\n"
     "  study review            review today's cards: 1-4 pick or grade, Return/Space reveal\n"
     "                          or grade good, q stops (one key per line when not a terminal)\n"
+    "  profile                 level, rank, XP, streaks, daily goal, 90-day heat map, badges\n"
+    "  badges                  the 13 badges, earned ones marked\n"
+    "  quiz [MODE]             a 10-question quiz: amFromHan, hanFromAm or typeAm\n"
+    "  goal [N]                show the daily goal, or set it to N XP\n"
+    "  login --server URL [--token TOKEN]\n"
+    "                          keep the service URL and your sync token; --token - reads the\n"
+    "                          token from standard input, out of sight of other users\n"
+    "  logout                  forget the sync token\n"
+    "  sync                    one exchange of cards and review logs with the service\n"
+    "  lessons                 the service's lessons, with how many of their items you have\n"
+    "  lessons add ID          add a lesson's missing items to the deck\n"
+    "  translate TEXT          machine translation of a Hán passage ('-' reads standard input)\n"
     "  (none)                  a short demonstration\n"
     "\n"
     "--today DAY and --now SECONDS pin the study day and the clock (seconds since 1970)\n"
     "\n"
     "environment: TALVO_DICT (dictionary), TALVO_DATA_DIR (folder of overrides.sqlite and\n"
-    "study.sqlite)\n"
-    "exit codes: 0 answer, 1 reading, card or grade not saved, 2 bad usage, 3 dictionary cannot\n"
-    "be opened, 4 study database cannot be opened\n";
+    "study.sqlite), TALVO_CONFIG (settings file), TALVO_TOKEN_STORE=file (sync token in a\n"
+    "private file instead of the system keychain)\n"
+    "exit codes: 0 answer, 1 reading, card or grade not saved or the service failed, 2 bad\n"
+    "usage, 3 dictionary cannot be opened, 4 study database cannot be opened\n";
 
 struct Options {
     std::optional<std::string> dict;
@@ -273,8 +288,19 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
                 throw UsageError{*bad};
             }
         }
+        if (isProgressCommand(o.command)) {
+            if (auto bad = progressUsageError(o.command, o.operands, o.json)) {
+                throw UsageError{*bad};
+            }
+        }
+        if (isOnlineCommand(o.command)) {
+            if (auto bad = onlineUsageError(o.command, o.operands)) {
+                throw UsageError{*bad};
+            }
+        }
         if (!o.command.empty() && o.command != "lookup" && o.command != "reverse" &&
-            o.command != "set-reading" && o.command != "study") {
+            o.command != "set-reading" && o.command != "study" && !isProgressCommand(o.command) &&
+            !isOnlineCommand(o.command)) {
             throw UsageError{"unknown command '" + o.command + "'"};
         }
     } catch (const UsageError& u) {
@@ -283,11 +309,25 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
     }
 
     Session s(o, e);
+    if (isOnlineCommand(o.command) && !onlineCommandNeedsDictionary(o.command)) {
+        return runOnline(OnlineOptions{o.command, o.operands, o.json, s.lang(), "", o.today, o.now},
+                         nullptr, e);
+    }
     if (!s.open()) {
         return kExitNoDictionary;
     }
     if (o.command.empty()) {
         return s.demo();
+    }
+    if (isProgressCommand(o.command)) {
+        return runProgress(
+            ProgressOptions{o.command, o.operands, o.json, s.lang(), s.dataDir(), o.today, o.now},
+            s.dict(), e);
+    }
+    if (isOnlineCommand(o.command)) {
+        return runOnline(
+            OnlineOptions{o.command, o.operands, o.json, s.lang(), s.dataDir(), o.today, o.now},
+            &s.dict(), e);
     }
     if (o.command == "study") {
         return runStudy(StudyOptions{o.operands, o.json, s.lang(), s.dataDir(), o.today, o.now},

@@ -1,0 +1,85 @@
+#include "device/device_identity.h"
+
+#include <QString>
+#include <QUuid>
+#include <cctype>
+#include <fstream>
+#include <iterator>
+
+#include "settings/app_settings.h"
+
+namespace talvo {
+
+std::optional<std::string> DeviceIdentity::canonicalUuid(std::string_view text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) {
+        text.remove_suffix(1);
+    }
+    std::string hex;
+    if (text.size() == 36) {
+        for (size_t i = 0; i < text.size(); ++i) {
+            bool dashPlace = i == 8 || i == 13 || i == 18 || i == 23;
+            if (dashPlace != (text[i] == '-')) {
+                return std::nullopt;
+            }
+            if (!dashPlace) {
+                hex += text[i];
+            }
+        }
+    } else if (text.size() == 32) {
+        hex = std::string(text);
+    } else {
+        return std::nullopt;
+    }
+    bool allZero = true;
+    for (char& c : hex) {
+        if (!std::isxdigit(static_cast<unsigned char>(c))) {
+            return std::nullopt;
+        }
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        allZero = allZero && c == '0';
+    }
+    if (allZero) {
+        return std::nullopt;
+    }
+    return hex.substr(0, 8) + "-" + hex.substr(8, 4) + "-" + hex.substr(12, 4) + "-" +
+           hex.substr(16, 4) + "-" + hex.substr(20);
+}
+
+std::optional<std::string> DeviceIdentity::uuidFromFiles(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        std::ifstream in(path, std::ios::binary);
+        if (!in) {
+            continue;
+        }
+        // A machine id is one line; a large file is not one.
+        std::string contents(64, '\0');
+        in.read(contents.data(), static_cast<std::streamsize>(contents.size()));
+        contents.resize(static_cast<size_t>(in.gcount()));
+        if (auto uuid = canonicalUuid(contents)) {
+            return uuid;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string DeviceIdentity::persistedFallback(AppSettings& settings) {
+    if (auto stored = settings.string(AppSettings::kDeviceFallbackKey)) {
+        return *stored;
+    }
+    std::string fresh = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toStdString();
+    settings.setString(AppSettings::kDeviceFallbackKey, fresh);
+    settings.sync();
+    return fresh;
+}
+
+std::string DeviceIdentity::deviceId(AppSettings& settings) {
+    if (auto hw = hardwareUUID()) {
+        return *hw;
+    }
+    return persistedFallback(settings);
+}
+
+}  // namespace talvo

@@ -1,0 +1,138 @@
+#include "lessons/lessons_service.h"
+
+#include "async/executor.h"
+#include "http/http_transport.h"
+#include "study/study_store.h"
+
+namespace talvo {
+
+LessonsService::LessonsService(HttpTransport& transport, Executor& background, Executor& owner,
+                               OnlineConfig config, std::chrono::milliseconds timeout)
+    : m_transport(transport),
+      m_background(background),
+      m_owner(owner),
+      m_config(std::move(config)),
+      m_timeout(timeout) {}
+
+LessonsService::~LessonsService() = default;
+
+void LessonsService::fetch(Completion done) {
+    std::weak_ptr<char> alive = m_alive;
+    auto deliver = [alive, done](Outcome outcome) {
+        if (!alive.expired() && done) {
+            done(std::move(outcome));
+        }
+    };
+    std::optional<std::string> url = endpointUrl(m_config.baseUrlNow(), kPath);
+    if (!url) {
+        m_owner.post([deliver] {
+            deliver(Outcome{std::nullopt, "online features are off: no usable service URL"});
+        });
+        return;
+    }
+    HttpRequest request;
+    request.method = "GET";
+    request.url = *url;
+    request.timeout = m_timeout;
+    HttpTransport* transport = &m_transport;
+    Executor* owner = &m_owner;
+    bool posted = m_background.post([transport, owner, deliver, request = std::move(request)] {
+        HttpResult result = transport->send(request);
+        Outcome outcome;
+        if (!result.ok()) {
+            outcome.error = result.error;
+        } else if (result.response->status != 200) {
+            outcome.error = "the server answered HTTP " + std::to_string(result.response->status);
+        } else {
+            // Decoded here, off the owner thread: a big feed costs it nothing.
+            wire::Decoded<wire::LessonsFeed> feed = wire::decodeLessonsFeed(result.response->body);
+            if (feed) {
+                outcome.lessons = std::move(feed->lessons);
+            } else {
+                outcome.error = "the server's answer is not a lessons feed (" + feed.error + ")";
+            }
+        }
+        auto shared = std::make_shared<Outcome>(std::move(outcome));
+        owner->post([deliver, shared] { deliver(std::move(*shared)); });
+    });
+    if (!posted) {
+        m_owner.post([deliver] {
+            deliver(Outcome{std::nullopt, "no thread available for the request"});
+        });
+    }
+}
+
+LessonsViewModel::LessonsViewModel(StudyStore& store, LessonsService& service)
+    : m_store(store), m_service(service) {}
+
+LessonsViewModel::~LessonsViewModel() = default;
+
+void LessonsViewModel::notify() {
+    if (changed) {
+        changed();
+    }
+}
+
+int64_t LessonsViewModel::have(const wire::Lesson& lesson) const {
+    auto it = m_inDeck.find(lesson.id);
+    return it == m_inDeck.end() ? 0 : it->second;
+}
+
+LessonsViewModel::Action LessonsViewModel::actionFor(const wire::Lesson& lesson) const {
+    int64_t n = static_cast<int64_t>(lesson.items.size());
+    int64_t h = have(lesson);
+    if (h >= n) {
+        return Action::complete;
+    }
+    return h == 0 ? Action::add : Action::addMissing;
+}
+
+void LessonsViewModel::load() {
+    if (m_loading) {
+        return;
+    }
+    m_loading = true;
+    m_failed = false;
+    notify();
+    std::weak_ptr<char> alive = m_alive;
+    m_service.fetch([this, alive](LessonsService::Outcome outcome) {
+        if (alive.expired()) {
+            return;
+        }
+        if (!outcome.lessons) {
+            m_failed = true;
+            m_lastError = outcome.error;
+        } else {
+            wire::sortLessons(*outcome.lessons);
+            m_lessons = std::move(*outcome.lessons);
+            m_lastError.clear();
+            recount();
+        }
+        m_loading = false;
+        notify();
+    });
+}
+
+void LessonsViewModel::recompute() {
+    recount();
+    notify();
+}
+
+void LessonsViewModel::recount() {
+    std::map<int64_t, int64_t> counts;
+    for (const wire::Lesson& lesson : m_lessons) {
+        counts[lesson.id] = m_store.countInDeck(wire::itemUids(lesson));
+    }
+    m_inDeck = std::move(counts);
+}
+
+int64_t LessonsViewModel::add(const wire::Lesson& lesson) {
+    int64_t n = m_store.addLessonCards(lesson.items);
+    recompute();
+    if (added) {
+        added(n);
+    }
+    return n;
+}
+
+}  // namespace talvo

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "online/online_config.h"
+#include "wire/sync_records.h"
+
+namespace talvo {
+
+class Executor;
+class HttpTransport;
+class StudyStore;
+struct HttpResult;
+
+// What one exchange did, for the caller's callback (and talvo-cli's report).
+struct SyncReport {
+    bool ok = false;
+    std::string error;  // why it failed; never holds the token or a body
+    int64_t sentCards = 0;
+    int64_t sentLogs = 0;
+    int64_t since = 0;  // the pull cursor that was sent
+    int64_t receivedCards = 0;
+    int64_t receivedLogs = 0;
+    int64_t appliedCards = 0;  // received cards that changed the deck
+    int64_t storedLogs = 0;    // received logs that were new here
+    int64_t now = 0;           // the server's time, the next pull cursor
+};
+
+// Runs the study sync exchange (POST base + /api/study/sync) against a study
+// store, one exchange at a time.
+//
+// Threads: sync() is called on the thread that owns the store. Gathering the
+// batch happens there, at once; the request runs through `background`; the
+// answer is applied and the completion called through `owner`, which must run
+// tasks on the store's thread. Every failure (no service URL, not signed in,
+// transport error, timeout, a status other than 200, an answer that does not
+// decode, a database that refuses the changes) leaves the database exactly as
+// it was, so the next trigger sends the same batch again.
+//
+// The transport and both executors must outlive every exchange started here.
+// Destroying the service on the owner thread drops the answers of exchanges
+// still under way (nothing is applied, no completion is called); the store
+// must stay alive until an exchange completes or the service is destroyed.
+class StudySyncService {
+  public:
+    static constexpr const char* kPath = "/api/study/sync";
+    static constexpr std::chrono::milliseconds kDefaultTimeout{60'000};
+
+    using Completion = std::function<void(const SyncReport&)>;
+
+    StudySyncService(HttpTransport& transport, Executor& background, Executor& owner,
+                     OnlineConfig config, std::chrono::milliseconds timeout = kDefaultTimeout);
+    ~StudySyncService();
+    StudySyncService(const StudySyncService&) = delete;
+    StudySyncService& operator=(const StudySyncService&) = delete;
+
+    // Starts one exchange. False when one is already under way: the trigger
+    // is dropped, and `done` is never called. Otherwise `done` (if any) is
+    // called exactly once, on the owner executor, with success or failure.
+    bool sync(StudyStore& store, Completion done = {});
+    bool inFlight() const { return m_inFlight.load(); }
+
+  private:
+    void finish(const SyncReport& report, const Completion& done);
+    void complete(StudyStore& store, const wire::SyncRequest& sent, const HttpResult& result,
+                  SyncReport report, const Completion& done);
+    void failLater(SyncReport report, std::string why, Completion done);
+
+    HttpTransport& m_transport;
+    Executor& m_background;
+    Executor& m_owner;
+    OnlineConfig m_config;
+    std::chrono::milliseconds m_timeout;
+    // Set on the owner thread by sync(), cleared there when an exchange ends;
+    // atomic so that other threads may read it.
+    std::atomic<bool> m_inFlight{false};
+    // Watched by queued tasks: gone means the service is, so they do nothing.
+    std::shared_ptr<char> m_alive = std::make_shared<char>();
+};
+
+}  // namespace talvo

@@ -55,6 +55,158 @@ inline constexpr Tr kCannotOpenDict{
     "無法開啟 dict.sqlite。",
     "Could not open dict.sqlite.",
 };
+
+// Desktop program: status menu.
+inline constexpr Tr kLookUp{"Tra cứu", "查詢", "Look up"};
+inline constexpr Tr kSettingsItem{"Cài đặt…", "設定…", "Settings…"};
+inline constexpr Tr kCheckForUpdates{"Kiểm tra cập nhật…", "檢查更新…", "Check for Updates…"};
+inline constexpr Tr kAboutCredits{"Giới thiệu / Bản quyền", "關於 / 版權", "About / Credits"};
+inline constexpr Tr kQuit{"Thoát", "結束", "Quit"};
+
+// Desktop program: start-up alerts and notices.
+inline constexpr Tr kMissingDataTitle{"Thiếu dữ liệu", "缺少資料", "Missing data"};
+inline constexpr Tr kDictNotFound{
+    "Không tìm thấy dict.sqlite trong bundle.",
+    "在程式套件中找不到 dict.sqlite。",
+    "dict.sqlite not found in the bundle.",
+};
+inline constexpr Tr kAccessibilityRequiredTitle{
+    "Cần quyền Accessibility",
+    "需要輔助使用權限",
+    "Accessibility permission required",
+};
+inline constexpr Tr kAccessibilityRequiredText{
+    "Cấp quyền trong System Settings → Privacy & Security → Accessibility, rồi mở lại app.",
+    "請在「系統設定」→「隱私權與安全性」→「輔助使用」中授予權限，然後重新開啟 app。",
+    "Grant access in System Settings → Privacy & Security → Accessibility, then reopen the app.",
+};
+inline constexpr Tr kLaunchTitle{"Talvo đang chạy", "Talvo 已啟動", "Talvo is running"};
+inline constexpr Tr kLaunchBody{
+    "Ở thanh menu (墨). Bôi đen chữ Hán rồi bấm %@ để tra.",
+    "在選單列（墨）。選取漢字後按 %@ 查詢。",
+    "In the menu bar (墨). Select Hán text, then press %@ to look up.",
+};
+
+// Desktop program: About panel.
+inline constexpr Tr kAboutDescription{
+    "Âm Hán-Việt và nghĩa Hán cổ, dùng không cần mạng.",
+    "離線漢越音與古漢語釋義。",
+    "Offline Hán-Việt readings + classical Hán meanings.",
+};
+inline constexpr Tr kMedicalEditsCredit{
+    "Âm đọc y học cổ truyền và thứ tự nghĩa y học: biên soạn riêng của Talvo.",
+    "古典醫學讀音與醫學義項排序：Talvo 自行編訂。",
+    "Classical-medical readings and sense ranking: Talvo's own edits.",
+};
+inline constexpr Tr kNoSourcesRecorded{
+    "Từ điển này không ghi nguồn dữ liệu.",
+    "此詞典未記載資料來源。",
+    "This dictionary records no sources.",
+};
+inline constexpr Tr kRunningVersion{"Phiên bản đang chạy", "目前版本", "Running version"};
+
+// Desktop program: update check.
+inline constexpr Tr kUpdatesTitle{"Kiểm tra cập nhật", "檢查更新", "Check for Updates"};
+inline constexpr Tr kUpToDate{
+    "Bạn đang dùng bản mới nhất (%@).",
+    "已是最新版本（%@）。",
+    "You're up to date (%@).",
+};
+inline constexpr Tr kNewVersionAvailable{
+    "Đã có phiên bản mới: %@.",
+    "有新版本：%@。",
+    "A new version is available: %@.",
+};
+inline constexpr Tr kUpdateCheckFailed{
+    "Không kiểm tra được cập nhật. Thử lại sau.",
+    "無法檢查更新，請稍後再試。",
+    "Couldn't check for updates. Try again later.",
+};
+inline constexpr Tr kNoServiceConfigured{
+    "Chưa đặt địa chỉ máy chủ trong Cài đặt.",
+    "尚未在設定中填寫伺服器網址。",
+    "No server address is set in Settings.",
+};
+
+// Desktop program: Settings window.
+inline constexpr Tr kSettingsTitle{"Talvo — Cài đặt", "Talvo — 設定", "Talvo — Settings"};
+inline constexpr Tr kLookupShortcut{"Phím tắt tra cứu", "查詢快捷鍵", "Lookup shortcut"};
+inline constexpr Tr kChangeShortcut{"Đổi phím tắt…", "更改快捷鍵…", "Change shortcut…"};
+inline constexpr Tr kPressCombo{"Bấm tổ hợp phím…", "請按組合鍵…", "Press a key combo…"};
+inline constexpr Tr kRecordingHint{
+    "Cần ít nhất một phím bổ trợ (⌘ ⌥ ⌃ ⇧). Esc để huỷ.",
+    "至少需要一個修飾鍵（⌘ ⌥ ⌃ ⇧）。按 Esc 取消。",
+    "Need at least one modifier (⌘ ⌥ ⌃ ⇧). Esc to cancel.",
+};
+inline constexpr Tr kNeedModifier{
+    "Cần ít nhất một phím bổ trợ: ⌘ ⌥ ⌃ ⇧",
+    "至少需要一個修飾鍵：⌘ ⌥ ⌃ ⇧",
+    "Need at least one modifier: ⌘ ⌥ ⌃ ⇧",
+};
+inline constexpr Tr kDefaultCombo{"Mặc định ⌥D", "預設 ⌥D", "Default ⌥D"};
+inline constexpr Tr kLanguage{"Ngôn ngữ", "語言", "Language"};
+inline constexpr Tr kServer{"Máy chủ", "伺服器", "Server"};
+inline constexpr Tr kServiceUrl{"Địa chỉ dịch vụ", "服務網址", "Service URL"};
+inline constexpr Tr kServiceUrlHint{
+    "Để trống để tắt các tính năng trực tuyến.",
+    "留空即關閉線上功能。",
+    "Leave empty to turn the online features off.",
+};
+inline constexpr Tr kInvalidServiceUrl{
+    "Địa chỉ phải bắt đầu bằng http:// hoặc https://.",
+    "網址必須以 http:// 或 https:// 開頭。",
+    "The address must start with http:// or https://.",
+};
+inline constexpr Tr kSignInToken{"Mã đăng nhập", "登入權杖", "Sign-in token"};
+inline constexpr Tr kSave{"Lưu", "儲存", "Save"};
+inline constexpr Tr kSaved{"Đã lưu.", "已儲存。", "Saved."};
+inline constexpr Tr kTokenUnavailable{
+    "Chưa lưu được mã đăng nhập: kho khoá của hệ thống chưa sẵn sàng.",
+    "無法儲存登入權杖：系統鑰匙圈無法使用。",
+    "The sign-in token cannot be saved: the system keychain is not available.",
+};
+
+// Desktop program: popup panel.
+inline constexpr Tr kClose{"Đóng", "關閉", "Close"};
+inline constexpr Tr kCopyCharacters{"Chép chữ", "複製漢字", "Copy characters"};
+inline constexpr Tr kCopyReadings{"Chép âm", "複製讀音", "Copy readings"};
+inline constexpr Tr kCopyAll{"Chép tất cả", "全部複製", "Copy all"};
+inline constexpr Tr kCopied{"Đã chép", "已複製", "Copied"};
+inline constexpr Tr kClickToCopy{
+    "Bấm để chép chữ này",
+    "點擊複製此字",
+    "Click to copy this character",
+};
+inline constexpr Tr kTranslate{"Dịch", "翻譯", "Translate"};
+inline constexpr Tr kTranslating{"Đang dịch…", "翻譯中…", "Translating…"};
+inline constexpr Tr kTranslationFailed{
+    "Dịch lỗi mạng. Thử lại.",
+    "翻譯失敗（網路）。請重試。",
+    "Translation failed (network). Try again.",
+};
+inline constexpr Tr kTranslationQueued{
+    "Đoạn này đang chờ dịch, quay lại sau ít phút.",
+    "此段正在排隊翻譯，請稍後再試。",
+    "Queued for translation — check back shortly.",
+};
+inline constexpr Tr kAddToStudy{"Thêm vào thẻ học", "加入學習", "Add to study"};
+inline constexpr Tr kAddedToStudy{"Đã thêm vào thẻ học", "已加入學習", "Added to study"};
+inline constexpr Tr kEditReading{"Sửa âm", "修改讀音", "Edit reading"};
+inline constexpr Tr kEditReadingHint{
+    "Enter để lưu, Esc để huỷ. Các âm cách nhau bằng dấu phẩy; để trống thì dùng lại âm của từ "
+    "điển.",
+    "按 Enter 儲存，Esc 取消。多個讀音以逗號分隔；留空則恢復詞典讀音。",
+    "Enter saves, Esc cancels. Separate readings with commas; leave empty to restore the "
+    "dictionary's.",
+};
+inline constexpr Tr kNoReading{"(chưa có âm)", "（無讀音）", "(no reading)"};
+inline constexpr Tr kFullEntry{"Nghĩa đầy đủ", "完整釋義", "Full entry"};
+inline constexpr Tr kMoreCharacters{
+    "… và %@ chữ nữa (Chép tất cả để lấy đủ).",
+    "……還有 %@ 個字（「全部複製」可取得全部）。",
+    "… and %@ more characters (Copy all has them all).",
+};
+inline constexpr Tr kMoreCandidates{"… và %@ chữ khác", "……還有 %@ 個字", "… and %@ more"};
 }  // namespace msg
 
 }  // namespace talvo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+#include <memory>
+
+#include "platform/hotkey/hotkey_backend.h"
+#include "platform/notifications/notifier.h"
+#include "platform/selection/selection_backend.h"
+#include "platform/trust/accessibility_trust.h"
+#include "selection/clipboard_access.h"
+
+namespace talvo {
+
+// One backend per platform feature.
+struct PlatformBackends {
+    std::unique_ptr<HotkeyBackend> hotkey;
+    std::unique_ptr<SelectionBackend> selection;
+    std::unique_ptr<ClipboardAccess> clipboard;
+    std::unique_ptr<AccessibilityTrust> trust;
+    std::unique_ptr<Notifier> notifier;
+    QString name;  // "x11", "macos", "windows" or "fake"
+};
+
+// The one place that picks the backends: by the toolkit's platform ("xcb" on
+// X11 and XWayland, "cocoa", "windows"); TALVO_PLATFORM=fake forces the fakes,
+// which are also what any other platform (offscreen, a Wayland session without
+// XWayland) gets: a program that runs but cannot see other windows.
+// `fallbackNotice` shows a notice where the desktop has no notification
+// service (the tray's balloon). Call after the QApplication exists.
+PlatformBackends createPlatformBackends(
+    std::function<void(const NoticeText&)> fallbackNotice = nullptr);
+
+}  // namespace talvo

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/selection/selection_backend.h"
+
+namespace talvo {
+
+// Selection capture without a window system: tests script what the "front
+// application" holds and does when asked to copy.
+class FakeSelectionBackend : public SelectionBackend {
+  public:
+    std::optional<std::string> primarySelection() override { return primary; }
+    bool modifiersHeld() override { return modifiersHeldNow ? modifiersHeldNow() : false; }
+    void postCopyKeystroke() override {
+        ++copyKeystrokes;
+        if (onCopyKeystroke) {
+            onCopyKeystroke();
+        }
+    }
+    uint64_t focusedWindow() override { return focused; }
+    void restoreFocus(uint64_t window) override { restoredFocus = window; }
+
+    std::optional<std::string> primary;
+    std::function<bool()> modifiersHeldNow;
+    std::function<void()> onCopyKeystroke;
+    int copyKeystrokes = 0;
+    uint64_t focused = 0;
+    uint64_t restoredFocus = 0;
+};
+
+}  // namespace talvo

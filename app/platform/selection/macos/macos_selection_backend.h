@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/selection/selection_backend.h"
+#include "selection/clipboard_access.h"
+
+namespace talvo {
+
+// Selection capture on macOS: a synthetic Command-C posted to the HID event
+// tap, the general pasteboard's change count, the frontmost application.
+// Untested: written from Apple's documentation, never built here.
+class MacSelectionBackend : public SelectionBackend {
+  public:
+    std::optional<std::string> primarySelection() override { return std::nullopt; }
+    bool modifiersHeld() override;
+    void postCopyKeystroke() override;
+    uint64_t focusedWindow() override;  // the frontmost application's process id
+    void restoreFocus(uint64_t processId) override;
+};
+
+// The toolkit's clipboard with the pasteboard's own change count, which
+// moves on every write by any process.
+class MacClipboardAccess : public QtClipboardAccess {
+  public:
+    uint64_t changeCount() override;
+};
+
+}  // namespace talvo

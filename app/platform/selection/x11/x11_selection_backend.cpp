@@ -1,0 +1,160 @@
+#include "platform/selection/x11/x11_selection_backend.h"
+
+#include <xcb/xcb.h>
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QWindow>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/selection/x11/x11_keystroke.h"
+#include "ui/terminal_windows.h"
+
+namespace talvo {
+
+namespace {
+
+constexpr uint16_t kHeldModifiers =
+    XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
+constexpr uint32_t kPointerRoot = 1;
+// How far up the window tree a focus window's top level is looked for.
+constexpr int kMaxTreeDepth = 16;
+
+}  // namespace
+
+std::unique_ptr<X11SelectionBackend> X11SelectionBackend::create() {
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    if (!x11 || !x11->connection()) {
+        return nullptr;
+    }
+    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(x11->connection()));
+    if (!it.rem) {
+        return nullptr;
+    }
+    return std::unique_ptr<X11SelectionBackend>(
+        new X11SelectionBackend(x11->connection(), x11->display(), it.data->root));
+}
+
+X11SelectionBackend::X11SelectionBackend(xcb_connection_t* connection, void* display, uint32_t root)
+    : m_connection(connection), m_display(display), m_root(root) {}
+
+std::optional<std::string> X11SelectionBackend::primarySelection() {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!clipboard->supportsSelection()) {
+        return std::nullopt;
+    }
+    const QMimeData* data = clipboard->mimeData(QClipboard::Selection);
+    if (!data || !data->hasText()) {
+        return std::nullopt;
+    }
+    QString text = data->text();
+    if (text.isEmpty()) {
+        return std::nullopt;
+    }
+    return text.toStdString();
+}
+
+bool X11SelectionBackend::modifiersHeld() {
+    xcb_query_pointer_reply_t* reply =
+        xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+    if (!reply) {
+        return false;
+    }
+    bool held = (reply->mask & kHeldModifiers) != 0;
+    std::free(reply);
+    return held;
+}
+
+void X11SelectionBackend::postCopyKeystroke() {
+    bool terminal = false;
+    if (auto focus = static_cast<uint32_t>(focusedWindow())) {
+        // WM_CLASS holds the instance and the class name; either may say terminal.
+        std::string names = windowClass(focus);
+        std::string_view rest = names;
+        while (!terminal) {
+            size_t end = rest.find('\0');
+            terminal = isTerminalWindowClass(rest.substr(0, end));
+            if (end == std::string_view::npos) {
+                break;
+            }
+            rest.remove_prefix(end + 1);
+        }
+    }
+    x11::postCopyKeystroke(m_display, terminal);
+}
+
+uint64_t X11SelectionBackend::focusedWindow() {
+    xcb_get_input_focus_reply_t* reply =
+        xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr);
+    if (!reply) {
+        return 0;
+    }
+    uint32_t focus = reply->focus;
+    std::free(reply);
+    if (focus == XCB_NONE || focus == kPointerRoot || focus == m_root || isOurs(focus)) {
+        return 0;
+    }
+    return focus;
+}
+
+void X11SelectionBackend::restoreFocus(uint64_t window) {
+    if (window == 0) {
+        return;
+    }
+    xcb_get_input_focus_reply_t* reply =
+        xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr);
+    uint32_t current = reply ? reply->focus : XCB_NONE;
+    std::free(reply);
+    // Only when focus fell back to nothing or stayed with us: a window
+    // manager, or the user, may already have put it somewhere else.
+    if (current != XCB_NONE && current != kPointerRoot && current != m_root && !isOurs(current)) {
+        return;
+    }
+    xcb_void_cookie_t cookie = xcb_set_input_focus_checked(
+        m_connection, XCB_INPUT_FOCUS_PARENT, static_cast<uint32_t>(window), XCB_CURRENT_TIME);
+    // The window may have gone away meanwhile (BadWindow, BadMatch).
+    std::free(xcb_request_check(m_connection, cookie));
+}
+
+std::string X11SelectionBackend::windowClass(uint32_t window) {
+    xcb_atom_t wmClass = XCB_ATOM_WM_CLASS;
+    for (int depth = 0; depth < kMaxTreeDepth && window != XCB_NONE && window != m_root; ++depth) {
+        xcb_get_property_reply_t* prop = xcb_get_property_reply(
+            m_connection,
+            xcb_get_property(m_connection, 0, window, wmClass, XCB_ATOM_STRING, 0, 256), nullptr);
+        if (prop) {
+            int length = xcb_get_property_value_length(prop);
+            if (length > 0) {
+                std::string value(static_cast<const char*>(xcb_get_property_value(prop)),
+                                  static_cast<size_t>(length));
+                std::free(prop);
+                while (!value.empty() && value.back() == '\0') {
+                    value.pop_back();
+                }
+                return value;
+            }
+            std::free(prop);
+        }
+        xcb_query_tree_reply_t* tree =
+            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr);
+        if (!tree) {
+            break;
+        }
+        window = tree->parent;
+        std::free(tree);
+    }
+    return {};
+}
+
+bool X11SelectionBackend::isOurs(uint32_t window) const {
+    for (QWindow* w : QGuiApplication::allWindows()) {
+        if (w->handle() && w->winId() == window) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace talvo

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/trust/accessibility_trust.h"
+
+namespace talvo {
+
+class FakeTrust : public AccessibilityTrust {
+  public:
+    bool isTrusted(bool prompt) override {
+        prompts += prompt ? 1 : 0;
+        return trusted;
+    }
+    bool trusted = true;
+    int prompts = 0;
+};
+
+}  // namespace talvo

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/trust/accessibility_trust.h"
+
+namespace talvo {
+
+// AXIsProcessTrusted, with the system's prompt when asked.
+// Untested: written from Apple's header documentation, never built here.
+class AxTrust : public AccessibilityTrust {
+  public:
+    bool isTrusted(bool prompt) override;
+};
+
+}  // namespace talvo

@@ -1,0 +1,149 @@
+#include "popup/popup_controller.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include "platform/selection/selection_backend.h"
+#include "popup/reverse_popup_view.h"
+#include "selection/clipboard_access.h"
+#include "shell/localization.h"
+#include "ui/popup_geometry.h"
+
+namespace talvo {
+
+namespace {
+
+popup::Rect toRect(const QRect& r) {
+    return {double(r.x()), double(r.y()), double(r.width()), double(r.height())};
+}
+
+QString panelTitle(const std::string& a, const std::string& b) {
+    QString t = QStringLiteral("Talvo — ") + QString::fromStdString(a);
+    if (!b.empty()) {
+        t += QStringLiteral(" — ") + QString::fromStdString(b);
+    }
+    return t.left(240);
+}
+
+}  // namespace
+
+PopupController::PopupController(Localization& l10n, ClipboardAccess& clipboard,
+                                 SelectionBackend* focus, QObject* parent)
+    : QObject(parent), m_l10n(l10n), m_clipboard(clipboard), m_focus(focus) {
+    mouseLocation = [] { return QCursor::pos(); };
+}
+
+PopupController::~PopupController() {
+    delete m_panel.data();
+}
+
+void PopupController::show(const PhraseLookup& result, PopupCallbacks callbacks) {
+    PopupActions actions;
+    actions.saveReading = std::move(callbacks.onSaveReading);
+    actions.translate = std::move(callbacks.onAITranslate);
+    actions.addToStudy = std::move(callbacks.onAddToStudy);
+    actions.inStudy = callbacks.inStudy;
+    actions.copy = [this](const QString& text) { m_clipboard.setText(text); };
+    actions.close = [this] { close(true); };
+    actions.strokeOrder = strokeOrderView;
+    auto* view = new PopupView(result, std::move(actions), m_l10n);
+    // Measured on the view itself, switched into each state and back: far
+    // cheaper than building a copy per state, and the panel never grows when
+    // a translation arrives or the editor opens.
+    std::vector<std::function<QSize()>> measures;
+    for (auto variant :
+         {PopupView::Variant::Plain, PopupView::Variant::Translated, PopupView::Variant::Editing}) {
+        measures.push_back([view, variant] { return view->sizeHintFor(variant); });
+    }
+    present(view, measures, panelTitle(result.phrase, result.amString()));
+}
+
+void PopupController::showReverse(const ReverseLookup& result) {
+    auto copy = [this](const QString& text) { m_clipboard.setText(text); };
+    auto closeIt = [this] { close(true); };
+    auto* view = new ReversePopupView(result, copy, closeIt, m_l10n);
+    std::vector<std::function<QSize()>> measures{[view] { return view->sizeHint(); }};
+    present(view, measures, panelTitle(result.query, {}));
+}
+
+void PopupController::present(QWidget* display, const std::vector<std::function<QSize()>>& measures,
+                              const QString& title) {
+    close(false);
+
+    display->ensurePolished();
+    QSize wanted(0, 0);
+    for (const auto& measure : measures) {
+        wanted = wanted.expandedTo(measure());
+    }
+    QSize size = clampedSize(wanted);
+
+    auto* panel = new KeyablePanel;
+    panel->setWindowTitle(title);
+    panel->setContent(display);
+    panel->resize(size);
+    QPointer<KeyablePanel> guard(panel);
+    panel->onEsc = [this, guard] {
+        if (guard == m_panel) {
+            close(true);
+        }
+    };
+    panel->onResignKey = [this, guard] {
+        if (guard == m_panel) {
+            close(false);
+        }
+    };
+    m_panel = panel;
+    positionAtMouse(panel, size);
+    panel->show();
+    panel->raise();
+    panel->activateWindow();
+    // The card itself holds focus, so a stray Space or Return presses no button.
+    panel->setFocus(Qt::ActiveWindowFocusReason);
+    emit shown();
+}
+
+void PopupController::close(bool giveFocusBack) {
+    if (!m_panel) {
+        return;
+    }
+    KeyablePanel* panel = m_panel;
+    m_panel = nullptr;
+    panel->onEsc = nullptr;
+    panel->onResignKey = nullptr;
+    panel->hide();
+    // Later: close may run from inside one of the panel's own handlers.
+    panel->deleteLater();
+    if (giveFocusBack && m_focus && m_returnFocus) {
+        m_focus->restoreFocus(m_returnFocus);
+    }
+}
+
+QSize PopupController::clampedSize(QSize wanted) {
+    std::optional<double> visibleHeight;
+    if (QScreen* main = QGuiApplication::primaryScreen()) {
+        visibleHeight = main->availableGeometry().height();
+    }
+    popup::Size s =
+        popup::clampedSize({double(wanted.width()), double(wanted.height())}, visibleHeight);
+    return {static_cast<int>(s.width), static_cast<int>(s.height)};
+}
+
+void PopupController::positionAtMouse(QWidget* panel, QSize size) {
+    std::vector<popup::Screen> screens;
+    std::optional<size_t> main;
+    const QList<QScreen*> all = QGuiApplication::screens();
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        screens.push_back({toRect(all[i]->geometry()), toRect(all[i]->availableGeometry())});
+        if (all[i] == QGuiApplication::primaryScreen()) {
+            main = static_cast<size_t>(i);
+        }
+    }
+    QPoint mouse = mouseLocation();
+    popup::Point p =
+        popup::positionAtMouse({double(mouse.x()), double(mouse.y())},
+                               {double(size.width()), double(size.height())}, screens, main);
+    panel->move(static_cast<int>(p.x), static_cast<int>(p.y));
+}
+
+}  // namespace talvo

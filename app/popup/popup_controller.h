@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QObject>
+#include <QPoint>
+#include <QPointer>
+#include <QSize>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "lookup/lookup_result.h"
+#include "popup/keyable_panel.h"
+#include "popup/popup_view.h"
+
+namespace talvo {
+
+class ClipboardAccess;
+class Localization;
+class SelectionBackend;
+
+// The callbacks the lookup flow hands to a popup; empty ones are absent.
+struct PopupCallbacks {
+    std::function<void(const std::string& ch, const std::string& text)> onSaveReading;
+    std::function<void(const std::string& text, PopupActions::TranslateDone done)> onAITranslate;
+    std::function<void()> onAddToStudy;
+    bool inStudy = false;  // the lookup is a card already
+};
+
+// Shows lookup results in a floating panel beside the pointer, one panel at a
+// time, sized once for the largest state of its content and kept inside the
+// visible part of the pointer's screen. Escape, the close button and loss of
+// focus close it. Main thread only; borrows its collaborators.
+class PopupController : public QObject {
+    Q_OBJECT
+  public:
+    PopupController(Localization& l10n, ClipboardAccess& clipboard, SelectionBackend* focus,
+                    QObject* parent = nullptr);
+    ~PopupController() override;
+
+    void show(const PhraseLookup& result, PopupCallbacks callbacks);
+    void showReverse(const ReverseLookup& result);
+    // Replaces any panel with one showing `display` (taken over), sized for
+    // the largest of `measures`: the content's wanted size in each of its
+    // states (none: the smallest panel).
+    void present(QWidget* display, const std::vector<std::function<QSize()>>& measures,
+                 const QString& title);
+    // Hides and forgets the panel. With `giveFocusBack`, keyboard focus
+    // returns to the window that had it when the shortcut fired.
+    void close(bool giveFocusBack = false);
+
+    KeyablePanel* panel() const { return m_panel; }
+    // The window to give focus back to; set by the lookup flow at each press.
+    void setReturnFocus(uint64_t window) { m_returnFocus = window; }
+
+    static QSize clampedSize(QSize wanted);
+    void positionAtMouse(QWidget* panel, QSize size);
+
+    // Where the pointer is (global logical coordinates); tests substitute it.
+    std::function<QPoint()> mouseLocation;
+    // The stroke-order view offered for one-character lookups, when set.
+    std::function<QWidget*(const std::string& ch, QWidget* parent)> strokeOrderView;
+
+  signals:
+    void shown();
+
+  private:
+    Localization& m_l10n;
+    ClipboardAccess& m_clipboard;
+    SelectionBackend* m_focus;
+    QPointer<KeyablePanel> m_panel;
+    uint64_t m_returnFocus = 0;
+};
+
+}  // namespace talvo

@@ -1,0 +1,168 @@
+#include "popup/reverse_popup_view.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "l10n/localization.h"
+#include "popup/fitting_scroll_area.h"
+#include "popup/theme.h"
+#include "shell/localization.h"
+
+namespace talvo {
+
+namespace {
+
+QLabel* plainLabel(const QString& text, QFont font, const char* role = nullptr) {
+    auto* l = new QLabel(text);
+    l->setTextFormat(Qt::PlainText);
+    l->setWordWrap(true);
+    l->setFont(font);
+    if (role) {
+        l->setProperty("role", role);
+    }
+    return l;
+}
+
+QString joined(const std::vector<std::string>& readings) {
+    QStringList parts;
+    for (const std::string& r : readings) {
+        if (!r.empty()) {
+            parts << QString::fromStdString(r);
+        }
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+}  // namespace
+
+ReversePopupView::ReversePopupView(const ReverseLookup& result,
+                                   std::function<void(const QString&)> copy,
+                                   std::function<void()> close, Localization& l10n, QWidget* parent)
+    : QWidget(parent), m_copy(std::move(copy)), m_close(std::move(close)), m_l10n(l10n) {
+    setObjectName(QStringLiteral("popupContent"));
+    setAttribute(Qt::WA_StyledBackground);
+    setStyleSheet(theme::popupStyleSheet());
+    setFont(theme::bodyFont(13));
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(18, 14, 18, 14);
+    outer->setSpacing(8);
+
+    auto* head = new QHBoxLayout;
+    auto* query =
+        plainLabel(QString::fromStdString(result.query), theme::bodyFont(20, true), "reading");
+    query->setObjectName(QStringLiteral("query"));
+    head->addWidget(query, 1);
+    auto* closeButton = new QToolButton;
+    closeButton->setObjectName(QStringLiteral("close"));
+    closeButton->setText(QStringLiteral("✕"));
+    closeButton->setToolTip(l10n.text(msg::kClose));
+    connect(closeButton, &QToolButton::clicked, this, [this] {
+        if (m_close) {
+            m_close();
+        }
+    });
+    head->addWidget(closeButton, 0, Qt::AlignTop);
+    outer->addLayout(head);
+
+    if (result.hasNoMatch()) {
+        auto* none =
+            plainLabel(l10n.format(msg::kNoReverseMatch, QString::fromStdString(result.query)),
+                       theme::bodyFont(15));
+        none->setObjectName(QStringLiteral("noMatch"));
+        outer->addWidget(none);
+        outer->addStretch(1);
+        return;
+    }
+
+    auto* body = new QWidget;
+    body->setObjectName(QStringLiteral("popupBody"));
+    body->setAttribute(Qt::WA_StyledBackground);
+    auto* bodyLayout = new QVBoxLayout(body);
+    bodyLayout->setContentsMargins(0, 0, 6, 0);
+    bodyLayout->setSpacing(4);
+    for (const ReverseSyllable& s : result.syllables) {
+        addSyllable(bodyLayout, s);
+    }
+    bodyLayout->addStretch(1);
+    auto* scroll = new FittingScrollArea;
+    scroll->setWidget(body);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    outer->addWidget(scroll, 1);
+
+    m_status = plainLabel(QString(), theme::bodyFont(11), "ok");
+    m_status->setObjectName(QStringLiteral("status"));
+    m_status->hide();
+    outer->addWidget(m_status);
+}
+
+void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) {
+    auto* heading = plainLabel(QString::fromStdString(s.am), theme::bodyFont(15, true), "reading");
+    heading->setObjectName(QStringLiteral("syllable"));
+    body->addSpacing(4);
+    body->addWidget(heading);
+    auto* rule = new QFrame;
+    rule->setProperty("role", "rule");
+    body->addWidget(rule);
+    if (s.candidates.empty()) {
+        body->addWidget(plainLabel(QStringLiteral("—"), theme::bodyFont(13), "muted"));
+        return;
+    }
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(10);
+    grid->setVerticalSpacing(2);
+    grid->setColumnStretch(1, 1);
+    int shown = std::min(static_cast<int>(s.candidates.size()), kMaxCandidates);
+    for (int i = 0; i < shown; ++i) {
+        const CharReading& c = s.candidates[static_cast<size_t>(i)];
+        QString ch = QString::fromStdString(c.ch);
+        auto* glyph = new QPushButton(ch);
+        glyph->setObjectName(QStringLiteral("candidate"));
+        glyph->setProperty("role", "glyph");
+        glyph->setFont(theme::hanFont(30));
+        glyph->setFixedWidth(46);
+        glyph->setCursor(Qt::PointingHandCursor);
+        glyph->setToolTip(m_l10n.text(msg::kClickToCopy));
+        connect(glyph, &QPushButton::clicked, this, [this, ch] {
+            if (m_copy) {
+                m_copy(ch);
+            }
+            if (m_status) {
+                m_status->setText(QStringLiteral("✓ ") + m_l10n.text(msg::kCopied) +
+                                  QStringLiteral(" ") + ch);
+                m_status->show();
+            }
+        });
+        grid->addWidget(glyph, i, 0, Qt::AlignTop);
+        auto* text = new QVBoxLayout;
+        text->setSpacing(0);
+        text->addWidget(plainLabel(joined(c.readings), theme::bodyFont(13), "muted"));
+        if (c.gloss && !c.gloss->empty()) {
+            text->addWidget(plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13)));
+        }
+        grid->addLayout(text, i, 1);
+    }
+    body->addLayout(grid);
+    if (static_cast<int>(s.candidates.size()) > shown) {
+        body->addWidget(plainLabel(
+            m_l10n.format(msg::kMoreCandidates,
+                          QString::number(static_cast<int>(s.candidates.size()) - shown)),
+            theme::bodyFont(12), "muted"));
+    }
+}
+
+QSize ReversePopupView::sizeHint() const {
+    QLayout* l = layout();
+    int w = std::clamp(l->sizeHint().width(), 400, 640);
+    int h = l->hasHeightForWidth() ? l->totalHeightForWidth(w) : l->sizeHint().height();
+    return {w, h};
+}
+
+}  // namespace talvo

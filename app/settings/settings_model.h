@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <optional>
+
+#include "ui/hotkey_combo.h"
+
+class QKeyEvent;
+
+namespace talvo {
+
+class HotkeyBackend;
+
+// One key press as recording sees it: the shortcut key code and the
+// window-system modifier flags.
+struct KeyPress {
+    uint32_t keyCode = 0;
+    uint64_t modifierFlags = 0;
+};
+
+// The Settings window's shortcut state: the combo shown, whether a new one is
+// being recorded, and the warning under it. While recording, every key press
+// addressed to this program's windows comes here and goes nowhere else.
+// Main thread only.
+class SettingsModel : public QObject {
+    Q_OBJECT
+  public:
+    // Borrows the backend, which names the keys of our own windows' events.
+    explicit SettingsModel(HotkeyBackend& keys, QObject* parent = nullptr);
+    ~SettingsModel() override;
+
+    const HotkeyCombo& combo() const { return m_combo; }
+    void setCombo(const HotkeyCombo& combo);
+    bool recording() const { return m_monitor != nullptr; }
+    const std::optional<QString>& warning() const { return m_warning; }
+
+    void startRecording();
+    void stopRecording();
+    // Escape alone cancels; another key alone warns and keeps recording; a
+    // key with a modifier becomes the combo (onComboChange) and ends recording.
+    void handle(const KeyPress& press);
+    // Stops recording, takes Option-D, clears the warning, tells onComboChange.
+    void resetToDefault();
+
+    // Set by the window, so the warning follows the interface language.
+    std::function<QString()> needModifierText;
+    std::function<void(const HotkeyCombo&)> onComboChange;
+    // The global shortcut must let go while recording, or pressing the
+    // current combo would start a lookup instead of being recorded.
+    std::function<void(bool recording)> onRecordingChanged;
+
+  signals:
+    void changed();
+
+  private:
+    class Monitor;
+    bool filterKey(QKeyEvent* event);
+
+    HotkeyBackend& m_keys;
+    HotkeyCombo m_combo;
+    std::optional<QString> m_warning;
+    Monitor* m_monitor = nullptr;
+};
+
+}  // namespace talvo

@@ -1,0 +1,235 @@
+#include "settings/settings_window.h"
+
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFrame>
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QUrl>
+#include <QVBoxLayout>
+
+#include "l10n/localization.h"
+#include "popup/theme.h"
+#include "settings/app_settings.h"
+#include "shell/localization.h"
+
+namespace talvo {
+
+namespace {
+
+QFrame* rule() {
+    auto* f = new QFrame;
+    f->setFrameShape(QFrame::HLine);
+    f->setFrameShadow(QFrame::Plain);
+    return f;
+}
+
+bool usableServiceUrl(const QString& text) {
+    if (text.isEmpty()) {
+        return true;
+    }
+    QUrl url(text, QUrl::StrictMode);
+    return url.isValid() &&
+           (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) &&
+           !url.host().isEmpty();
+}
+
+}  // namespace
+
+SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
+                               Services services)
+    : QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
+                           Qt::CustomizeWindowHint),
+      m_l10n(l10n),
+      m_settings(settings),
+      m_services(std::move(services)),
+      m_model(keys) {
+    setObjectName(QStringLiteral("settingsWindow"));
+    setAttribute(Qt::WA_StyledBackground);
+    setStyleSheet(theme::windowStyleSheet());
+    setFont(theme::bodyFont(13));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(22, 18, 22, 18);
+    layout->setSpacing(8);
+    // Not resizable by the user; follows its content when the language changes.
+    layout->setSizeConstraint(QLayout::SetFixedSize);
+
+    m_heading = new QLabel;
+    m_heading->setFont(theme::bodyFont(13, true));
+    layout->addWidget(m_heading);
+    m_combo = new QLabel;
+    m_combo->setObjectName(QStringLiteral("combo"));
+    m_combo->setFont(theme::bodyFont(22, true));
+    layout->addWidget(m_combo);
+    auto* buttons = new QHBoxLayout;
+    m_change = new QPushButton;
+    m_change->setObjectName(QStringLiteral("change"));
+    m_default = new QPushButton;
+    m_default->setObjectName(QStringLiteral("default"));
+    buttons->addWidget(m_change);
+    buttons->addWidget(m_default);
+    buttons->addStretch(1);
+    layout->addLayout(buttons);
+    m_hint = new QLabel;
+    m_hint->setObjectName(QStringLiteral("hint"));
+    m_hint->setWordWrap(true);
+    // Room for the hint or the warning, so the window does not jump.
+    m_hint->setMinimumHeight(2 * m_hint->fontMetrics().lineSpacing());
+    layout->addWidget(m_hint);
+
+    layout->addWidget(rule());
+    auto* lang = new QHBoxLayout;
+    m_languageLabel = new QLabel;
+    m_language = new QComboBox;
+    m_language->setObjectName(QStringLiteral("language"));
+    for (AppLanguage l : {AppLanguage::vi, AppLanguage::zh, AppLanguage::en}) {
+        m_language->addItem(
+            QString::fromUtf8(displayName(l).data(), static_cast<qsizetype>(displayName(l).size())),
+            static_cast<int>(l));
+    }
+    lang->addWidget(m_languageLabel);
+    lang->addWidget(m_language, 1);
+    layout->addLayout(lang);
+
+    layout->addWidget(rule());
+    m_serverHeading = new QLabel;
+    m_serverHeading->setFont(theme::bodyFont(13, true));
+    layout->addWidget(m_serverHeading);
+    auto* server = new QGridLayout;
+    m_urlLabel = new QLabel;
+    m_url = new QLineEdit;
+    m_url->setObjectName(QStringLiteral("serviceUrl"));
+    m_url->setPlaceholderText(QStringLiteral("https://"));
+    m_saveUrl = new QPushButton;
+    m_saveUrl->setObjectName(QStringLiteral("saveUrl"));
+    m_urlStatus = new QLabel;
+    m_urlStatus->setObjectName(QStringLiteral("urlStatus"));
+    m_urlStatus->setWordWrap(true);
+    m_tokenLabel = new QLabel;
+    m_token = new QLineEdit;
+    m_token->setObjectName(QStringLiteral("token"));
+    m_token->setEchoMode(QLineEdit::Password);
+    m_saveToken = new QPushButton;
+    m_saveToken->setObjectName(QStringLiteral("saveToken"));
+    m_tokenStatus = new QLabel;
+    m_tokenStatus->setObjectName(QStringLiteral("tokenStatus"));
+    m_tokenStatus->setWordWrap(true);
+    server->addWidget(m_urlLabel, 0, 0);
+    server->addWidget(m_url, 0, 1);
+    server->addWidget(m_saveUrl, 0, 2);
+    server->addWidget(m_urlStatus, 1, 1, 1, 2);
+    server->addWidget(m_tokenLabel, 2, 0);
+    server->addWidget(m_token, 2, 1);
+    server->addWidget(m_saveToken, 2, 2);
+    server->addWidget(m_tokenStatus, 3, 1, 1, 2);
+    server->setColumnMinimumWidth(1, 260);
+    layout->addLayout(server);
+
+    connect(m_change, &QPushButton::clicked, this, [this] { m_model.startRecording(); });
+    connect(m_default, &QPushButton::clicked, this, [this] { m_model.resetToDefault(); });
+    connect(m_language, &QComboBox::activated, this, [this](int index) {
+        m_l10n.setLang(static_cast<AppLanguage>(m_language->itemData(index).toInt()));
+    });
+    connect(m_saveUrl, &QPushButton::clicked, this, &SettingsWindow::saveServiceUrl);
+    connect(m_url, &QLineEdit::returnPressed, this, &SettingsWindow::saveServiceUrl);
+    connect(m_saveToken, &QPushButton::clicked, this, &SettingsWindow::saveToken);
+    connect(m_token, &QLineEdit::returnPressed, this, &SettingsWindow::saveToken);
+    connect(&m_model, &SettingsModel::changed, this, &SettingsWindow::refresh);
+    connect(&m_l10n, &Localization::languageChanged, this, &SettingsWindow::retranslate);
+    m_model.needModifierText = [this] { return m_l10n.text(msg::kNeedModifier); };
+    m_model.onRecordingChanged = [this](bool recording) {
+        if (onRecordingChanged) {
+            onRecordingChanged(recording);
+        }
+    };
+    retranslate();
+}
+
+SettingsWindow::~SettingsWindow() {
+    m_model.stopRecording();
+}
+
+void SettingsWindow::show(const HotkeyCombo& current,
+                          std::function<void(const HotkeyCombo&)> onChange) {
+    bool first = !property("placed").toBool();
+    m_model.onComboChange = std::move(onChange);
+    m_model.setCombo(current);
+    m_url->setText(QString::fromStdString(m_settings.serviceUrl()));
+    m_urlStatus->clear();
+    m_tokenStatus->clear();
+    retranslate();
+    if (first) {
+        adjustSize();
+        if (QScreen* s = QGuiApplication::primaryScreen()) {
+            move(s->availableGeometry().center() - rect().center());
+        }
+        setProperty("placed", true);
+    }
+    QWidget::show();
+    raise();
+    activateWindow();
+}
+
+void SettingsWindow::closeEvent(QCloseEvent* event) {
+    m_model.stopRecording();
+    hide();
+    event->ignore();
+}
+
+void SettingsWindow::retranslate() {
+    setWindowTitle(m_l10n.text(msg::kSettingsTitle));
+    m_heading->setText(m_l10n.text(msg::kLookupShortcut));
+    m_default->setText(m_l10n.text(msg::kDefaultCombo));
+    m_languageLabel->setText(m_l10n.text(msg::kLanguage));
+    m_language->setCurrentIndex(m_language->findData(static_cast<int>(m_l10n.lang())));
+    m_serverHeading->setText(m_l10n.text(msg::kServer));
+    m_urlLabel->setText(m_l10n.text(msg::kServiceUrl));
+    m_url->setToolTip(m_l10n.text(msg::kServiceUrlHint));
+    m_saveUrl->setText(m_l10n.text(msg::kSave));
+    m_tokenLabel->setText(m_l10n.text(msg::kSignInToken));
+    m_saveToken->setText(m_l10n.text(msg::kSave));
+    refresh();
+}
+
+void SettingsWindow::refresh() {
+    m_combo->setText(m_services.displayForm ? m_services.displayForm(m_model.combo()) : QString());
+    bool recording = m_model.recording();
+    m_change->setText(m_l10n.text(recording ? msg::kPressCombo : msg::kChangeShortcut));
+    if (m_model.warning()) {
+        m_hint->setText(*m_model.warning());
+        m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
+    } else if (recording) {
+        m_hint->setText(m_l10n.text(msg::kRecordingHint));
+        m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::muted().name()));
+    } else {
+        m_hint->clear();
+    }
+}
+
+void SettingsWindow::saveServiceUrl() {
+    QString text = m_url->text().trimmed();
+    if (!usableServiceUrl(text)) {
+        m_urlStatus->setText(m_l10n.text(msg::kInvalidServiceUrl));
+        return;
+    }
+    m_settings.setServiceUrl(text.toStdString());
+    m_settings.sync();
+    m_url->setText(QString::fromStdString(m_settings.serviceUrl()));
+    m_urlStatus->setText(m_l10n.text(msg::kSaved));
+}
+
+void SettingsWindow::saveToken() {
+    std::string token = m_token->text().trimmed().toStdString();
+    bool saved = m_services.saveToken && m_services.saveToken(token);
+    m_tokenStatus->setText(m_l10n.text(saved ? msg::kSaved : msg::kTokenUnavailable));
+    if (saved) {
+        m_token->clear();
+    }
+}
+
+}  // namespace talvo

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QWidget>
+#include <functional>
+#include <string>
+
+#include "settings/settings_model.h"
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+
+namespace talvo {
+
+class AppSettings;
+class Localization;
+
+// The Settings window: the lookup shortcut (shown, recorded, reset), the
+// interface language, and the server the online features use. Created once
+// and reused; closing only hides it. Follows the interface language while
+// open. Main thread only; borrows its collaborators.
+class SettingsWindow : public QWidget {
+    Q_OBJECT
+  public:
+    struct Services {
+        // The display form of a combo ("⌥D").
+        std::function<QString(const HotkeyCombo&)> displayForm;
+        // Keeps the sign-in token; false when no keychain can hold it.
+        std::function<bool(const std::string& token)> saveToken;
+    };
+
+    SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
+                   Services services);
+    ~SettingsWindow() override;
+
+    // Shows `current` and brings the window to the front; `onChange` gets
+    // every newly recorded or reset combo.
+    void show(const HotkeyCombo& current, std::function<void(const HotkeyCombo&)> onChange);
+
+    SettingsModel& model() { return m_model; }
+    // Called with the model's recording state (the controller suspends the
+    // global shortcut meanwhile).
+    std::function<void(bool recording)> onRecordingChanged;
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void retranslate();
+    void refresh();
+    void saveServiceUrl();
+    void saveToken();
+
+    Localization& m_l10n;
+    AppSettings& m_settings;
+    Services m_services;
+    SettingsModel m_model;
+    QLabel* m_heading = nullptr;
+    QLabel* m_combo = nullptr;
+    QPushButton* m_change = nullptr;
+    QLabel* m_hint = nullptr;
+    QPushButton* m_default = nullptr;
+    QLabel* m_languageLabel = nullptr;
+    QComboBox* m_language = nullptr;
+    QLabel* m_serverHeading = nullptr;
+    QLabel* m_urlLabel = nullptr;
+    QLineEdit* m_url = nullptr;
+    QPushButton* m_saveUrl = nullptr;
+    QLabel* m_urlStatus = nullptr;
+    QLabel* m_tokenLabel = nullptr;
+    QLineEdit* m_token = nullptr;
+    QPushButton* m_saveToken = nullptr;
+    QLabel* m_tokenStatus = nullptr;
+};
+
+}  // namespace talvo

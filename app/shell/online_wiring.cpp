@@ -1,0 +1,73 @@
+#include "shell/online_wiring.h"
+
+#include <chrono>
+
+#include "device/device_identity.h"
+#include "online/online_services.h"
+#include "settings/app_settings.h"
+#include "settings/token_store.h"
+#include "sync/study_sync_service.h"
+#include "translate/tm_service.h"
+
+namespace talvo {
+
+namespace {
+constexpr std::chrono::milliseconds kFeedTimeout{12'000};
+}  // namespace
+
+OnlineWiring::OnlineWiring(AppSettings& settings, QObject* context)
+    : m_settings(settings),
+      m_owner(context),
+      m_tokens(std::make_unique<TokenStore>(TokenStore::forSettings(settings))) {
+    OnlineConfig config;
+    config.baseUrl = [this] { return m_settings.serviceUrl(); };
+    config.deviceId = [this] { return DeviceIdentity::deviceId(m_settings); };
+    config.accessToken = [this] { return token(); };
+    m_services =
+        std::make_unique<OnlineServices>(m_owner, std::move(config), OnlineServices::Options{});
+}
+
+OnlineWiring::~OnlineWiring() = default;
+
+std::optional<std::string> OnlineWiring::token() {
+    if (!m_token) {
+        m_token = m_tokens->load();
+    }
+    return *m_token;
+}
+
+OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
+                                std::function<void()> synced) {
+    OnlineHooks h;
+    OnlineServices* s = m_services.get();
+    h.translate = [s](const std::string& zh, OnlineHooks::TranslateDone done) {
+        s->tm().translate(zh, std::move(done));
+    };
+    h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
+    h.feature = [s](const std::string& name) { s->analytics().feature(name); };
+    h.appOpen = [s] { s->analytics().appOpen(); };
+    h.syncStudy = [s, studyStore = std::move(studyStore), synced = std::move(synced)] {
+        StudyStore* store = studyStore ? studyStore() : nullptr;
+        if (!store) {
+            return;
+        }
+        s->sync().sync(*store, [synced](const SyncReport& report) {
+            if (report.ok && synced) {
+                synced();
+            }
+        });
+    };
+    h.fetch = [s](const std::string& url, OnlineHooks::FetchDone done) {
+        s->fetch(url, kFeedTimeout, std::move(done));
+    };
+    h.saveToken = [this](const std::string& token) {
+        if (!m_tokens->save(token)) {
+            return false;
+        }
+        m_token = token;
+        return true;
+    };
+    return h;
+}
+
+}  // namespace talvo

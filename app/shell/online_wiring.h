@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "async/qt_executor.h"
+#include "shell/online_hooks.h"
+
+namespace talvo {
+
+class AppSettings;
+class OnlineServices;
+class StudyStore;
+class TokenStore;
+
+// Connects the shell's online hooks to the real clients: requests run on
+// background threads and their answers come back through the event loop of
+// `context` (the main thread), where the stores live. Create it on the main
+// thread before the controller and destroy it after; destroying it cancels
+// requests under way and drops their answers.
+class OnlineWiring {
+  public:
+    OnlineWiring(AppSettings& settings, QObject* context);
+    ~OnlineWiring();
+    OnlineWiring(const OnlineWiring&) = delete;
+    OnlineWiring& operator=(const OnlineWiring&) = delete;
+
+    // Hooks for the controller. `studyStore` is asked at each sync trigger
+    // (null: no study side, nothing is sent); `synced` runs after a
+    // successful exchange.
+    OnlineHooks hooks(std::function<StudyStore*()> studyStore, std::function<void()> synced);
+
+  private:
+    std::optional<std::string> token();
+
+    AppSettings& m_settings;
+    QtExecutor m_owner;
+    std::unique_ptr<TokenStore> m_tokens;
+    // The keychain answers slowly (a D-Bus round trip, seconds when no
+    // service runs), so the token is read once and kept; saving refreshes it.
+    std::optional<std::optional<std::string>> m_token;
+    std::unique_ptr<OnlineServices> m_services;
+};
+
+}  // namespace talvo

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <QApplication>
+#include <QMenu>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "controller/app_controller.h"
+#include "fake_pump.h"
+#include "fixture_dict.h"
+#include "platform/hotkey/fake/fake_hotkey_backend.h"
+#include "platform/notifications/fake/fake_notifier.h"
+#include "platform/selection/fake/fake_clipboard.h"
+#include "platform/selection/fake/fake_selection_backend.h"
+#include "platform/trust/fake/fake_trust.h"
+#include "settings/app_settings.h"
+#include "shell/alerts.h"
+
+namespace talvo::testing {
+
+// A controller over a small dictionary, fresh data and settings folders and
+// fake platform backends that the test scripts.
+class AppFixture {
+  public:
+    explicit AppFixture(bool withDictionary = true) {
+        if (withDictionary) {
+            writeFixtureDict(
+                dir.file("dict.sqlite"),
+                {
+                    {"數", {"số", "sổ", "sác"}, "Số đếm.", "① Số đếm.\n② Mạch sác.", 300},
+                    {"傷", {"thương"}, "Bị thương.", nullptr, 800},
+                    {"寒", {"hàn"}, "Lạnh.", nullptr, 700},
+                    {"論", {"luận"}, "Bàn luận.", nullptr, 600},
+                    {"汗", {"hãn", "hàn"}, "Mồ hôi.", nullptr, 20},
+                });
+        }
+        settings = std::make_unique<AppSettings>(dir.file("settings.ini"));
+    }
+    ~AppFixture() {
+        controller.reset();
+        QApplication::processEvents();
+    }
+
+    AppController& start() {
+        AppEnvironment e;
+        e.settings = settings.get();
+        e.alerts = &alerts;
+        e.dictionaryPath = dir.file("dict.sqlite");
+        e.dataDir = dir.file("data");
+        e.version = "0.1.0";
+        auto hotkeyBackend = std::make_unique<FakeHotkeyBackend>();
+        auto selectionBackend = std::make_unique<FakeSelectionBackend>();
+        auto clipboardBackend = std::make_unique<FakeClipboard>();
+        auto trustBackend = std::make_unique<FakeTrust>();
+        auto notifierBackend = std::make_unique<FakeNotifier>();
+        auto pumpBackend = std::make_unique<FakePump>();
+        hotkey = hotkeyBackend.get();
+        selection = selectionBackend.get();
+        clipboard = clipboardBackend.get();
+        trust = trustBackend.get();
+        notifier = notifierBackend.get();
+        pump = pumpBackend.get();
+        e.platform.hotkey = std::move(hotkeyBackend);
+        e.platform.selection = std::move(selectionBackend);
+        e.platform.clipboard = std::move(clipboardBackend);
+        e.platform.trust = std::move(trustBackend);
+        e.platform.notifier = std::move(notifierBackend);
+        e.pump = std::move(pumpBackend);
+        e.online = online;
+        e.clock = Clock::fixed(1'700'000'000);
+        e.trayIcon = false;
+        notifier->granted = notificationsAllowed;
+        controller = std::make_unique<AppController>(std::move(e));
+        controller->launch();
+        return *controller;
+    }
+
+    // Presses the shortcut with `text` selected and lets the queued trigger run.
+    void pressWithSelection(const std::string& text) {
+        selection->primary = text;
+        ASSERT_TRUE(hotkey->press());
+        QApplication::processEvents();
+    }
+
+    std::vector<QString> menuTitles() const {
+        std::vector<QString> out;
+        for (QAction* a : controller->statusMenu()->actions()) {
+            out.push_back(a->isSeparator() ? QStringLiteral("—") : a->text());
+        }
+        return out;
+    }
+
+    bool notificationsAllowed = true;
+    TempDir dir;
+    std::unique_ptr<AppSettings> settings;
+    RecordingAlerts alerts;
+    OnlineHooks online;
+    std::unique_ptr<AppController> controller;
+    FakeHotkeyBackend* hotkey = nullptr;
+    FakeSelectionBackend* selection = nullptr;
+    FakeClipboard* clipboard = nullptr;
+    FakeTrust* trust = nullptr;
+    FakeNotifier* notifier = nullptr;
+    FakePump* pump = nullptr;
+};
+
+}  // namespace talvo::testing

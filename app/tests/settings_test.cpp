@@ -1,0 +1,125 @@
+// Recording a shortcut and the Settings window's texts and server fields.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "fixture_dict.h"
+#include "platform/hotkey/fake/fake_hotkey_backend.h"
+#include "settings/app_settings.h"
+#include "settings/settings_window.h"
+#include "shell/localization.h"
+
+using namespace talvo;
+
+namespace {
+
+class SettingsTest : public ::testing::Test {
+  protected:
+    SettingsTest() : settings(dir.file("settings.ini")), l10n(settings) {
+        SettingsWindow::Services services;
+        services.displayForm = [this](const HotkeyCombo& c) {
+            return QString::fromStdString(
+                HotkeyConfig::displayForm(c, [this](uint32_t k) { return keys.character(k); }));
+        };
+        window = std::make_unique<SettingsWindow>(keys, l10n, settings, services);
+        window->show(HotkeyCombo::defaultCombo(),
+                     [this](const HotkeyCombo& c) { changes.push_back(c); });
+        QApplication::processEvents();
+    }
+    ~SettingsTest() override { window->model().stopRecording(); }
+
+    QString text(const char* name) const {
+        return window->findChild<QLabel*>(QString::fromLatin1(name))->text();
+    }
+    void key(int qtKey, Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        QKeyEvent press(QEvent::KeyPress, qtKey, mods);
+        QApplication::sendEvent(window.get(), &press);
+    }
+
+    talvo::testing::TempDir dir;
+    AppSettings settings;
+    Localization l10n;
+    FakeHotkeyBackend keys;
+    std::unique_ptr<SettingsWindow> window;
+    std::vector<HotkeyCombo> changes;
+};
+
+}  // namespace
+
+TEST_F(SettingsTest, RecordingWarnsCancelsAndTakesACombo) {
+    SettingsModel& m = window->model();
+    m.startRecording();
+    EXPECT_TRUE(m.recording());
+    EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("change"))->text(),
+              QStringLiteral("Bấm tổ hợp phím…"));
+    // D alone: warned, still recording. Modifier keys alone: ignored.
+    key(Qt::Key_D);
+    key(Qt::Key_Shift, Qt::ShiftModifier);
+    EXPECT_TRUE(m.recording());
+    EXPECT_EQ(text("hint"), QStringLiteral("Cần ít nhất một phím bổ trợ: ⌘ ⌥ ⌃ ⇧"));
+    // Escape alone cancels and keeps the combo.
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(m.recording());
+    EXPECT_EQ(m.combo(), HotkeyCombo::defaultCombo());
+    EXPECT_TRUE(changes.empty());
+
+    // Control-Option-Command-F5 (Qt names Command "Meta" off macOS).
+    m.startRecording();
+    EXPECT_FALSE(m.warning().has_value());
+    key(Qt::Key_F5, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    EXPECT_FALSE(m.recording());
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0], (HotkeyCombo{96, 0x1900}));
+    EXPECT_EQ(text("combo"), QStringLiteral("⌃⌥⌘F5"));
+
+    // Escape with a modifier is a shortcut like any other.
+    m.startRecording();
+    key(Qt::Key_Escape, Qt::ShiftModifier);
+    EXPECT_EQ(changes.back(), (HotkeyCombo{53, carbon::kShift}));
+}
+
+TEST_F(SettingsTest, DefaultButtonStopsRecordingAndRestoresOptionD) {
+    window->model().startRecording();
+    key(Qt::Key_D);
+    window->findChild<QPushButton*>(QStringLiteral("default"))->click();
+    EXPECT_FALSE(window->model().recording());
+    EXPECT_FALSE(window->model().warning().has_value());
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes[0], HotkeyCombo::defaultCombo());
+    EXPECT_EQ(text("combo"), QStringLiteral("⌥D"));
+}
+
+TEST_F(SettingsTest, LanguageChoiceRetitlesTheWindowAtOnce) {
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Talvo — Cài đặt"));
+    auto* language = window->findChild<QComboBox*>(QStringLiteral("language"));
+    ASSERT_EQ(language->count(), 3);
+    EXPECT_EQ(language->itemText(1), QStringLiteral("中文"));
+    language->setCurrentIndex(2);
+    emit language->activated(2);
+    EXPECT_EQ(l10n.lang(), AppLanguage::en);
+    EXPECT_EQ(settings.string("app.language"), "en");
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Talvo — Settings"));
+    EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("change"))->text(),
+              QStringLiteral("Change shortcut…"));
+}
+
+TEST_F(SettingsTest, ServerAddressIsCheckedAndSavedAndTheTokenNeedsAKeychain) {
+    auto* url = window->findChild<QLineEdit*>(QStringLiteral("serviceUrl"));
+    url->setText(QStringLiteral("talvo.example"));
+    window->findChild<QPushButton*>(QStringLiteral("saveUrl"))->click();
+    EXPECT_EQ(text("urlStatus"),
+              QStringLiteral("Địa chỉ phải bắt đầu bằng http:// hoặc https://."));
+    EXPECT_EQ(settings.serviceUrl(), "");
+    url->setText(QStringLiteral(" https://talvo.example/ "));
+    window->findChild<QPushButton*>(QStringLiteral("saveUrl"))->click();
+    EXPECT_EQ(settings.serviceUrl(), "https://talvo.example");
+
+    window->findChild<QLineEdit*>(QStringLiteral("token"))->setText(QStringLiteral("secret"));
+    window->findChild<QPushButton*>(QStringLiteral("saveToken"))->click();
+    EXPECT_TRUE(text("tokenStatus").startsWith(QStringLiteral("Chưa lưu được mã đăng nhập")));
+}

@@ -1,0 +1,286 @@
+#!/usr/bin/env bash
+# The desktop program on a real X server: a private Xvfb with a tray host,
+# another application holding a selection, the shortcut pressed through XTest.
+# Checks the popup's readings, the clipboard left exactly as it was, focus
+# given back on Escape, a shortcut recorded in Settings, and saves
+# screenshots into ARTIFACTS.
+#
+# usage: x11_integration.sh TALVO TEST_TARGET DICT ARTIFACTS
+# exit: 0 passed, 1 failed, 77 skipped (tools missing)
+set -uo pipefail
+
+talvo=$1
+target=$2
+dict=$3
+artifacts=$4
+
+for tool in Xvfb xdotool xclip trayer import; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "SKIP: $tool is not installed"
+        exit 77
+    fi
+done
+if [[ ! -f $dict ]]; then
+    echo "FAIL: no dictionary at $dict (build the talvo_dictionary target)"
+    exit 1
+fi
+mkdir -p "$artifacts"
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for p in "${pids[@]}"; do
+        kill "$p" 2>/dev/null
+    done
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAIL: $*"
+    import -window root "$artifacts/failure.png" 2>/dev/null
+    for log in "$work"/*.log; do
+        echo "--- $(basename "$log")"
+        tail -n 20 "$log"
+    done
+    exit 1
+}
+step() { echo "== $*"; }
+
+# Waits up to 6 s for a visible window whose name matches; prints its id.
+wait_window() {
+    local id
+    for _ in $(seq 60); do
+        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
+        if [[ -n $id ]]; then
+            echo "$id"
+            return 0
+        fi
+        sleep 0.1
+    done
+    return 1
+}
+wait_gone() {
+    for _ in $(seq 60); do
+        if ! xdotool search --onlyvisible --name "$1" >/dev/null 2>&1; then
+            return 0
+        fi
+        sleep 0.1
+    done
+    return 1
+}
+wait_line() {  # FILE TEXT
+    for _ in $(seq 100); do
+        grep -q "$2" "$1" 2>/dev/null && return 0
+        sleep 0.05
+    done
+    return 1
+}
+
+# Everything the program keeps goes into the scratch folder.
+export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
+export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict QT_QPA_PLATFORM=xcb
+mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR"
+chmod 700 "$XDG_RUNTIME_DIR"
+unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM
+
+step "X server and tray"
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
+pids+=($!)
+for _ in $(seq 100); do
+    [[ -s $work/display ]] && break
+    sleep 0.05
+done
+[[ -s $work/display ]] || fail "Xvfb did not start"
+export DISPLAY=":$(head -n 1 "$work/display")"
+trayer --edge top --align right --widthtype request --height 28 --SetDockType true \
+    --transparent false --tint 0xd8cbab >"$work/trayer.log" 2>&1 &
+pids+=($!)
+
+step "another application owns the clipboard and has 傷寒論 selected"
+"$target" own-clipboard >"$work/clipboard.log" 2>&1 &
+pids+=($!)
+wait_line "$work/clipboard.log" ready || fail "clipboard owner did not start"
+"$target" window "傷寒論" primary >"$work/target1.log" 2>&1 &
+target1=$!
+pids+=($target1)
+wait_line "$work/target1.log" ready || fail "target window did not start"
+
+step "talvo starts"
+"$talvo" >"$work/talvo.log" 2>&1 &
+talvo_pid=$!
+pids+=($talvo_pid)
+for _ in $(seq 100); do
+    "$talvo" --ping >/dev/null 2>&1 && break
+    sleep 0.1
+done
+"$talvo" --ping >/dev/null 2>&1 || fail "talvo did not get ready"
+
+step "Alt+D over the PRIMARY selection"
+win=$(wait_window '^talvo-test-target$') || fail "no target window"
+xdotool windowfocus --sync "$win"
+xdotool key alt+d
+popup=$(wait_window '^Talvo — 傷寒論') || fail "no popup for 傷寒論"
+name=$(xdotool getwindowname "$popup")
+[[ $name == "Talvo — 傷寒論 — Thương Hàn Luận" ]] || fail "popup reads '$name'"
+[[ $(xdotool getwindowfocus) == "$popup" ]] || fail "the popup does not have keyboard focus"
+sleep 0.3
+import -window root "$artifacts/popup-primary.png"
+
+step "Escape closes the popup and gives focus back"
+xdotool key Escape
+wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the popup"
+[[ $(xdotool getwindowfocus) == "$win" ]] || fail "focus did not return to the target"
+
+step "from the keyboard: add 傷寒論 to study, correct 論 to luân; the correction sticks"
+xdotool windowfocus --sync "$win"
+xdotool key alt+d
+popup=$(wait_window '^Talvo — 傷寒論') || fail "no popup for the second press"
+# Focus order from the card: close, copy ×3, translate, add to study, then
+# each row's reading editor.
+xdotool key --delay 30 Tab Tab Tab Tab Tab Tab space
+xdotool key --delay 30 Tab Tab Tab space
+sleep 0.2
+xdotool type --delay 40 "luân"
+sleep 0.3
+import -window root "$artifacts/popup-editing.png"
+xdotool key Return
+wait_window '^Talvo — 傷寒論 — Thương Hàn Luân$' >/dev/null || fail "the popup did not refresh with luân"
+sleep 0.3
+import -window root "$artifacts/popup-corrected.png"
+xdotool key Escape
+wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the corrected popup"
+study=$XDG_DATA_HOME/Mirelo/study.sqlite
+if command -v sqlite3 >/dev/null; then
+    [[ $(sqlite3 "$study" "SELECT am FROM card WHERE uid = 'phrase:傷寒論'") == "Thương Hàn Luận" ]] ||
+        fail "no study card for 傷寒論"
+fi
+xdotool windowfocus --sync "$win"
+xdotool mousemove 200 150
+xdotool key alt+d
+wait_window '^Talvo — 傷寒論 — Thương Hàn Luân$' >/dev/null || fail "the correction did not stick"
+sleep 0.3
+import -window root "$artifacts/popup-at-pointer.png"
+xdotool key Escape
+wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the popup"
+
+step "the popup closes when focus goes elsewhere"
+xdotool key alt+d
+wait_window '^Talvo — 傷寒論' >/dev/null || fail "no popup"
+xdotool windowfocus --sync "$win"
+wait_gone '^Talvo — 傷寒論' || fail "the popup stayed open after losing focus"
+
+step "copy fallback: no PRIMARY, Ctrl+C into CLIPBOARD, CLIPBOARD restored"
+kill "$target1"
+wait "$target1" 2>/dev/null
+"$target" window "數" copy >"$work/target2.log" 2>&1 &
+pids+=($!)
+wait_line "$work/target2.log" ready || fail "second target did not start"
+if [[ -n $(xclip -o -selection primary 2>/dev/null) ]]; then
+    fail "PRIMARY is not empty"
+fi
+win=$(wait_window '^talvo-test-target$') || fail "no second target window"
+xdotool windowfocus --sync "$win"
+xdotool key alt+d
+popup=$(wait_window '^Talvo — 數') || fail "no popup for 數"
+name=$(xdotool getwindowname "$popup")
+[[ $name =~ ^Talvo\ —\ 數\ —\ [[:alpha:]]+ ]] || fail "popup reads '$name'"
+wait_line "$work/target2.log" copied || fail "the target never saw the copy keystroke"
+# Ctrl alone reached the target: no Alt left over from the shortcut.
+grep -q "^key C mods 67108864$" "$work/target2.log" || fail "copy keystroke: $(grep '^key C' "$work/target2.log")"
+sleep 0.3
+import -window root "$artifacts/popup-copy.png"
+targets=$(xclip -o -selection clipboard -t TARGETS)
+for t in text/plain text/html application/x-talvo-test; do
+    grep -qx "$t" <<<"$targets" || fail "clipboard lost $t (has: $targets)"
+done
+[[ $(xclip -o -selection clipboard -t text/plain) == "the user's clipboard" ]] || fail "text/plain changed"
+[[ $(xclip -o -selection clipboard -t text/html) == "<b>the user's</b> clipboard" ]] || fail "text/html changed"
+[[ $(xclip -o -selection clipboard -t application/x-talvo-test | od -An -tx1 | tr -d ' \n') == 000102ff ]] ||
+    fail "binary format changed"
+xdotool key Escape
+wait_gone '^Talvo — 數' || fail "Escape did not close the second popup"
+
+step "a second launch opens Settings; a new shortcut is recorded"
+"$talvo" >"$work/talvo2.log" 2>&1 || fail "second launch failed"
+settings=$(wait_window '^Talvo — Cài đặt$') || fail "Settings did not open"
+kill -0 "$talvo_pid" || fail "the first program ended"
+sleep 0.3
+import -window root "$artifacts/settings.png"
+xdotool windowfocus --sync "$settings"
+xdotool key space          # the focused "Change shortcut…" button
+sleep 0.2
+xdotool key ctrl+shift+l
+sleep 0.3
+conf=$XDG_CONFIG_HOME/Mirelo/Talvo.conf
+grep -q "hotkey.keyCode=37" "$conf" || fail "shortcut key not saved: $(cat "$conf")"
+grep -q "hotkey.carbonModifiers=4608" "$conf" || fail "shortcut modifiers not saved: $(cat "$conf")"
+import -window root "$artifacts/settings-recorded.png"
+
+step "the new shortcut looks up; the old one no longer does"
+xdotool windowfocus --sync "$win"
+xdotool key alt+d
+sleep 0.5
+if xdotool search --onlyvisible --name '^Talvo — 數' >/dev/null 2>&1; then
+    fail "Alt+D still answers after the shortcut changed"
+fi
+xdotool key ctrl+shift+l
+wait_window '^Talvo — 數' >/dev/null || fail "Ctrl+Shift+L did not look up"
+xdotool key Escape
+
+step "the status menu"
+# trayer's panel window holds the embedded status icon.
+tray=$(xdotool search --name '^panel$' 2>/dev/null | head -n 1)
+[[ -n $tray ]] || fail "no tray panel"
+eval "$(xdotool getwindowgeometry --shell "$tray")"
+before=$(xdotool search --onlyvisible --classname talvo 2>/dev/null | sort)
+xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 1
+menu=""
+for _ in $(seq 30); do
+    # The menu is the window of ours that the click brought up.
+    menu=$(comm -13 <(echo "$before") <(xdotool search --onlyvisible --classname talvo 2>/dev/null | sort) | head -n 1)
+    [[ -n $menu ]] && break
+    sleep 0.1
+done
+[[ -n $menu ]] || fail "clicking the status icon opened no menu"
+import -window root "$artifacts/tray-menu.png"
+xdotool key Escape
+kill -0 "$talvo_pid" || fail "talvo ended"
+
+step "Vietnamese syllables: the reverse popup"
+"$target" window "thương hàn" primary >"$work/target3.log" 2>&1 &
+pids+=($!)
+wait_line "$work/target3.log" ready || fail "third target did not start"
+win=$(xdotool search --name '^talvo-test-target$' | tail -n 1)
+xdotool windowfocus --sync "$win"
+xdotool mousemove 300 200
+xdotool key ctrl+shift+l
+wait_window '^Talvo — thương hàn$' >/dev/null || fail "no reverse popup"
+sleep 0.3
+import -window root "$artifacts/popup-reverse.png"
+xdotool key Escape
+
+step "a shortcut another program holds: kept, shown, never fires, nothing breaks"
+kill "$talvo_pid"
+wait "$talvo_pid" 2>/dev/null
+sed -i -e 's/^hotkey.keyCode=.*/hotkey.keyCode=2/' -e 's/^hotkey.carbonModifiers=.*/hotkey.carbonModifiers=2048/' "$conf"
+"$target" grab-alt-d >"$work/grabber.log" 2>&1 &
+pids+=($!)
+wait_line "$work/grabber.log" ready || fail "the grabbing program did not start"
+"$talvo" >"$work/talvo3.log" 2>&1 &
+talvo_pid=$!
+pids+=($talvo_pid)
+for _ in $(seq 100); do
+    "$talvo" --ping >/dev/null 2>&1 && break
+    sleep 0.1
+done
+xdotool windowfocus --sync "$win"
+xdotool key alt+d
+wait_line "$work/grabber.log" grabbed || fail "the other program did not get Alt+D"
+sleep 0.3
+if xdotool search --onlyvisible --name '^Talvo — ' >/dev/null 2>&1; then
+    fail "a popup opened for a shortcut another program holds"
+fi
+kill -0 "$talvo_pid" || fail "talvo ended when its shortcut was taken"
+echo "PASS (screenshots in $artifacts)"

@@ -1,0 +1,90 @@
+#include "ui/hotkey_combo.h"
+
+#include <limits>
+
+#include "text/unicode.h"
+
+namespace talvo::HotkeyConfig {
+
+namespace {
+bool fitsUnsigned32(int64_t v) {
+    return v >= 0 && v <= static_cast<int64_t>(std::numeric_limits<uint32_t>::max());
+}
+}  // namespace
+
+HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode,
+                 std::optional<int64_t> modifiers) {
+    if (!hasKeyCode) {
+        return HotkeyCombo::defaultCombo();
+    }
+    int64_t code = keyCode.value_or(0);
+    int64_t mods = modifiers.value_or(0);
+    if (mods == 0 || !fitsUnsigned32(code) || !fitsUnsigned32(mods)) {
+        return HotkeyCombo::defaultCombo();
+    }
+    return HotkeyCombo{static_cast<uint32_t>(code), static_cast<uint32_t>(mods)};
+}
+
+std::string symbols(uint32_t m) {
+    std::string out;
+    if (m & carbon::kControl) {
+        out += "⌃";
+    }
+    if (m & carbon::kOption) {
+        out += "⌥";
+    }
+    if (m & carbon::kShift) {
+        out += "⇧";
+    }
+    if (m & carbon::kCommand) {
+        out += "⌘";
+    }
+    return out;
+}
+
+const std::vector<std::pair<uint32_t, const char*>>& namedKeys() {
+    static const std::vector<std::pair<uint32_t, const char*>> kKeys = {
+        {49, "Space"}, {36, "↩"},    {48, "⇥"},    {53, "⎋"},    {51, "⌫"},   {117, "⌦"},
+        {123, "←"},    {124, "→"},   {126, "↑"},   {125, "↓"},   {122, "F1"}, {120, "F2"},
+        {99, "F3"},    {118, "F4"},  {96, "F5"},   {97, "F6"},   {98, "F7"},  {100, "F8"},
+        {101, "F9"},   {109, "F10"}, {103, "F11"}, {111, "F12"},
+    };
+    return kKeys;
+}
+
+std::string keyName(uint32_t code, const CharacterForKey& character) {
+    for (const auto& [k, label] : namedKeys()) {
+        if (k == code) {
+            return label;
+        }
+    }
+    if (character) {
+        if (auto c = character(code); c && !c->empty()) {
+            return text::toUpper(text::sanitizeUtf8(*c));
+        }
+    }
+    return "key" + std::to_string(code);
+}
+
+uint32_t carbonModifiers(uint64_t flags) {
+    uint32_t m = 0;
+    if (flags & eventflags::kShift) {
+        m |= carbon::kShift;
+    }
+    if (flags & eventflags::kControl) {
+        m |= carbon::kControl;
+    }
+    if (flags & eventflags::kOption) {
+        m |= carbon::kOption;
+    }
+    if (flags & eventflags::kCommand) {
+        m |= carbon::kCommand;
+    }
+    return m;
+}
+
+std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character) {
+    return symbols(combo.carbonModifiers) + keyName(combo.keyCode, character);
+}
+
+}  // namespace talvo::HotkeyConfig

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "lookup/lookup_result.h"
+
+namespace talvo {
+
+// A lookup as plain text for the clipboard: the phrase, its readings line,
+// then one line per character ("傷  thương, thảng — gloss") and, for one
+// character, its full entry.
+std::string lookupPlainText(const PhraseLookup& result);
+
+// One reverse lookup as plain text: a line per syllable with its candidates.
+std::string reversePlainText(const ReverseLookup& result);
+
+}  // namespace talvo

@@ -28,7 +28,8 @@ class DeviceIdentity {
     // is empty.
     static std::string persistedFallback(AppSettings& settings);
 
-    // hardwareUUID() when present, else persistedFallback().
+    // TALVO_DEVICE_ID when set and not empty (one machine acting as several
+    // devices), else hardwareUUID() when present, else persistedFallback().
     static std::string deviceId(AppSettings& settings);
 
     // 32 hexadecimal digits, bare or grouped 8-4-4-4-12 (surrounding white

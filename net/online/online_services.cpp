@@ -4,12 +4,14 @@
 #include "http/curl_transport.h"
 #include "lessons/lessons_service.h"
 #include "sync/study_sync_service.h"
+#include "http/http_transport.h"
 #include "translate/tm_service.h"
 
 namespace talvo {
 
 OnlineServices::OnlineServices(Executor& owner, OnlineConfig config, Options options)
-    : m_transport(std::make_unique<CurlTransport>(CurlTransport::Options{options.noProxy})) {
+    : m_owner(owner),
+      m_transport(std::make_unique<CurlTransport>(CurlTransport::Options{options.noProxy})) {
     Executor* background = nullptr;
     if (options.synchronous) {
         m_inline = std::make_unique<InlineExecutor>();
@@ -19,6 +21,7 @@ OnlineServices::OnlineServices(Executor& owner, OnlineConfig config, Options opt
         m_runner = std::make_unique<BackgroundRunner>([transport] { transport->shutdown(); });
         background = m_runner.get();
     }
+    m_background = background;
     m_sync = std::make_unique<StudySyncService>(*m_transport, *background, owner, config,
                                                 options.syncTimeout);
     m_lessons = std::make_unique<LessonsService>(*m_transport, *background, owner, config,
@@ -41,6 +44,33 @@ OnlineServices::~OnlineServices() {
     m_sync.reset();
     m_runner.reset();
     m_transport.reset();
+}
+
+void OnlineServices::fetch(const std::string& url, std::chrono::milliseconds timeout,
+                           FetchDone done) {
+    HttpRequest request;
+    request.url = url;
+    request.timeout = timeout;
+    std::weak_ptr<char> alive = m_alive;
+    auto shared = std::make_shared<FetchDone>(std::move(done));
+    auto deliver = [alive, shared](std::optional<std::string> body) {
+        if (!alive.expired() && *shared) {
+            (*shared)(std::move(body));
+        }
+    };
+    HttpTransport* transport = m_transport.get();
+    Executor* owner = &m_owner;
+    bool posted = m_background->post([request, transport, owner, deliver] {
+        HttpResult result = transport->send(request);
+        std::optional<std::string> body;
+        if (result.ok() && result.response->status == 200) {
+            body = std::move(result.response->body);
+        }
+        owner->post([deliver, body = std::move(body)]() mutable { deliver(std::move(body)); });
+    });
+    if (!posted) {
+        m_owner.post([deliver] { deliver(std::nullopt); });
+    }
 }
 
 }  // namespace talvo

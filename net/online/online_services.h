@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "async/executor.h"
@@ -49,7 +51,16 @@ class OnlineServices {
     AnalyticsService& analytics() { return *m_analytics; }
     StatsService& stats() { return *m_stats; }
 
+    // GET of any URL (the update feed): the body of a 200 answer, or absent
+    // on any failure. `done` runs on the owner executor; not at all when the
+    // bundle is destroyed first.
+    using FetchDone = std::function<void(std::optional<std::string> body)>;
+    void fetch(const std::string& url, std::chrono::milliseconds timeout, FetchDone done);
+
   private:
+    Executor& m_owner;
+    Executor* m_background = nullptr;
+    std::shared_ptr<char> m_alive = std::make_shared<char>();
     std::unique_ptr<CurlTransport> m_transport;
     std::unique_ptr<InlineExecutor> m_inline;
     std::unique_ptr<BackgroundRunner> m_runner;

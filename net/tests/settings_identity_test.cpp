@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <fstream>
 
 #include "device/device_identity.h"
@@ -95,6 +96,14 @@ TEST(DeviceIdentity, FallbackIsMadeOnceAndKeptAsStored) {
 
     later.setString(AppSettings::kDeviceFallbackKey, "legacy id, any shape");
     EXPECT_EQ(DeviceIdentity::persistedFallback(later), "legacy id, any shape");
+
+    // A second data folder on the same machine syncs as its own device.
+    ::setenv("TALVO_DEVICE_ID", "LAPTOP-B", 1);
+    EXPECT_EQ(DeviceIdentity::deviceId(later), "LAPTOP-B");
+    ::setenv("TALVO_DEVICE_ID", "", 1);
+    EXPECT_NE(DeviceIdentity::deviceId(later), "");
+    EXPECT_NE(DeviceIdentity::deviceId(later), "LAPTOP-B");
+    ::unsetenv("TALVO_DEVICE_ID");
 }
 
 TEST(TokenStore, FileFallbackIsPrivateAndHoldsOnlyTheToken) {

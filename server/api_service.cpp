@@ -1,0 +1,400 @@
+#include "api_service.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <optional>
+
+#include "lesson_feed.h"
+#include "sync_batch.h"
+#include "text/unicode.h"
+#include "token.h"
+#include "wire/stats_records.h"
+#include "wire/sync_records.h"
+#include "wire/translate_records.h"
+
+namespace talvo::server {
+
+namespace {
+
+using ordered_json = nlohmann::ordered_json;
+
+constexpr size_t kMaxDeviceIdBytes = 200;
+constexpr size_t kMaxEventNameBytes = 64;
+constexpr size_t kMaxEventDetailBytes = 100;
+
+const char* reasonOf(int status) {
+    switch (status) {
+        case 400:
+            return "bad request";
+        case 401:
+            return "unauthorized";
+        case 404:
+            return "not found";
+        case 405:
+            return "method not allowed";
+        case 408:
+            return "request timeout";
+        case 413:
+            return "request body too large";
+        case 414:
+            return "request URI too long";
+        case 429:
+            return "too many requests";
+        case 503:
+            return "service unavailable";
+        default:
+            return status >= 500 ? "internal error" : "request failed";
+    }
+}
+
+bool isEventNameChar(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '.' || c == '-';
+}
+
+int64_t dayOf(int64_t unixSeconds) {
+    // Days of the statistics are UTC dates, whatever zone the server runs in.
+    return unixSeconds >= 0 ? unixSeconds / 86400 : (unixSeconds - 86399) / 86400;
+}
+
+void setJson(httplib::Response& res, int status, std::string body) {
+    res.status = status;
+    res.set_content(std::move(body), "application/json");
+}
+
+}  // namespace
+
+struct ApiService::Context {
+    std::optional<int64_t> account;
+    ordered_json fields = ordered_json::object();
+    std::string failure;  // why a request failed on our side; logged, not answered
+};
+
+void writeError(httplib::Response& res, const HttpError& error) {
+    ordered_json body{{"error", error.what()}};
+    setJson(res, error.status(), body.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+    if (error.status() == 401) {
+        res.set_header("WWW-Authenticate", "Bearer");
+    } else if (error.status() == 429) {
+        res.set_header("Retry-After", "1");
+    }
+    if (!error.header().first.empty()) {
+        res.set_header(error.header().first.c_str(), error.header().second);
+    }
+}
+
+ApiService::ApiService(Storage& storage, ApiOptions options, Clock clock, Logger& logger,
+                       std::function<void()> onQueued, const PoolGauges* pool)
+    : m_storage(storage),
+      m_options(options),
+      m_clock(std::move(clock)),
+      m_logger(logger),
+      m_onQueued(std::move(onQueued)),
+      m_pool(pool),
+      m_routes{
+          {"/api/study/sync", "POST", m_options.maxSyncBody, &m_options.syncLimit,
+           &ApiService::sync},
+          {"/api/study/lessons", "GET", 0, &m_options.readLimit, &ApiService::lessons},
+          {"/api/tm/translate", "POST", m_options.maxSmallBody, &m_options.translateLimit,
+           &ApiService::translate},
+          {"/api/stats/event", "POST", m_options.maxSmallBody, &m_options.statsLimit,
+           &ApiService::statsEvent},
+          {"/api/stats/lookup", "POST", m_options.maxSmallBody, &m_options.statsLimit,
+           &ApiService::statsLookup},
+          {"/healthz", "GET", 0, nullptr, &ApiService::healthz},
+          {"/metrics", "GET", 0, nullptr, &ApiService::metricsPage},
+      },
+      m_metrics([&] {
+          std::vector<std::string> names;
+          for (const Route& r : m_routes) {
+              names.push_back(r.path);
+          }
+          return names;
+      }()) {
+    if (m_options.pull.maxRows == 0) {
+        m_options.pull.maxRows = 1;
+    }
+}
+
+size_t ApiService::maxBody() const {
+    size_t most = 0;
+    for (const Route& r : m_routes) {
+        most = std::max(most, r.maxBody);
+    }
+    return std::max<size_t>(most, 1);
+}
+
+void ApiService::install(httplib::Server& server) {
+    auto handler = [this](const httplib::Request& req, httplib::Response& res) {
+        handle(req, res);
+    };
+    server.Get(".*", handler);
+    server.Post(".*", handler);
+    server.Put(".*", handler);
+    server.Patch(".*", handler);
+    server.Delete(".*", handler);
+    server.Options(".*", handler);
+    server.set_payload_max_length(maxBody());
+    server.set_error_handler([this](const httplib::Request& req, httplib::Response& res) {
+        if (!res.body.empty()) {
+            return;  // one of our own answers
+        }
+        // httplib refused the request before routing (body over the limit,
+        // unreadable request): count it and answer in the usual shape.
+        int status = res.status;
+        size_t route = routeOf(req.path);
+        writeError(res, HttpError(status, reasonOf(status)));
+        m_metrics.observe(route, status, 0);
+        m_logger.info("request",
+                      {{"method", req.method.substr(0, 16)},
+                       {"route", route < m_routes.size() ? m_routes[route].path : "other"},
+                       {"status", status}});
+    });
+}
+
+size_t ApiService::routeOf(const std::string& path) const {
+    for (size_t i = 0; i < m_routes.size(); ++i) {
+        if (m_routes[i].path == path) {
+            return i;
+        }
+    }
+    return m_routes.size();
+}
+
+void ApiService::handle(const httplib::Request& req, httplib::Response& res) {
+    auto start = std::chrono::steady_clock::now();
+    size_t route = routeOf(req.path);
+    Context ctx;
+    try {
+        if (route == m_routes.size()) {
+            throw HttpError(404, "no such endpoint");
+        }
+        const Route& r = m_routes[route];
+        bool head = req.method == "HEAD" && r.method == "GET";
+        if (req.method != r.method && !head) {
+            throw HttpError(405, "use " + r.method, {"Allow", r.method});
+        }
+        if (req.body.size() > r.maxBody) {
+            throw HttpError(413, r.maxBody == 0
+                                     ? std::string("this route takes no body")
+                                     : "body larger than " + std::to_string(r.maxBody) + " bytes");
+        }
+        if (r.limit) {
+            std::string device = req.get_header_value("X-Device-Id").substr(0, kMaxDeviceIdBytes);
+            limit(r.path + " d:" + (device.empty() ? "ip:" + req.remote_addr : device), *r.limit);
+        }
+        (this->*r.handler)(req, res, ctx);
+    } catch (const HttpError& e) {
+        writeError(res, e);
+    } catch (const StorageError& e) {
+        ctx.failure = e.what();
+        writeError(res, HttpError(503, "storage unavailable, try again later"));
+    } catch (const std::exception& e) {
+        ctx.failure = e.what();
+        writeError(res, HttpError(500, "internal error"));
+    } catch (...) {
+        ctx.failure = "unknown exception";
+        writeError(res, HttpError(500, "internal error"));
+    }
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    finish(req, res, route, seconds, ctx);
+}
+
+void ApiService::finish(const httplib::Request& req, httplib::Response& res, size_t route,
+                        double seconds, const Context& ctx) {
+    m_metrics.observe(route, res.status, seconds);
+    LogLevel level = res.status >= 500 ? LogLevel::Error : LogLevel::Info;
+    if (!m_logger.enabled(level)) {
+        return;
+    }
+    // Method and path are the client's text: bounded, and unknown paths are
+    // not echoed into the log.
+    ordered_json fields{{"method", req.method.substr(0, 16)},
+                        {"route", route < m_routes.size() ? m_routes[route].path : "other"},
+                        {"status", res.status},
+                        {"ms", std::round(seconds * 1e5) / 100},
+                        {"peer", req.remote_addr}};
+    if (ctx.account) {
+        fields["account"] = *ctx.account;
+    }
+    for (const auto& [key, value] : ctx.fields.items()) {
+        fields[key] = value;
+    }
+    if (!ctx.failure.empty()) {
+        fields["failure"] = ctx.failure;
+    }
+    m_logger.log(level, "request", fields);
+}
+
+void ApiService::limit(const std::string& key, const RateLimit& limit) {
+    if (!m_limiter.allow(key, limit, RateLimiter::Clock::now())) {
+        throw HttpError(429, "too many requests, slow down");
+    }
+}
+
+std::string ApiService::passage(const std::string& zh) const {
+    std::string_view trimmed = text::trimWhitespace(zh);
+    if (trimmed.empty()) {
+        throw HttpError(400, "zh: empty");
+    }
+    if (trimmed.size() > m_options.maxPassageBytes) {
+        throw HttpError(413,
+                        "zh: longer than " + std::to_string(m_options.maxPassageBytes) + " bytes");
+    }
+    if (trimmed.find('\0') != std::string_view::npos) {
+        throw HttpError(400, "zh: contains U+0000");
+    }
+    return std::string(trimmed);
+}
+
+void ApiService::sync(const httplib::Request& req, httplib::Response& res, Context& ctx) {
+    std::optional<std::string> token = bearerToken(req.get_header_value("Authorization"));
+    if (!token) {
+        throw HttpError(401, "an Authorization: Bearer token is required");
+    }
+    // Before the database is asked, so a flood of guesses costs little.
+    limit("sync t:" + token->substr(0, 16), m_options.syncLimit);
+    std::optional<int64_t> account = authenticate(m_storage, *token);
+    if (!account) {
+        throw HttpError(401, "the token is not valid (unknown or revoked)");
+    }
+    ctx.account = account;
+
+    wire::Decoded<wire::SyncRequest> request = wire::decodeSyncRequest(req.body);
+    if (!request) {
+        throw HttpError(400, request.error);
+    }
+    SyncPush push{std::move(request->deviceId), request->since, std::move(request->cards),
+                  std::move(request->logs)};
+    if (push.deviceId.empty() || push.deviceId.size() > kMaxDeviceIdBytes ||
+        push.deviceId.find('\0') != std::string::npos) {
+        throw HttpError(
+            400, "device_id: must be 1 to " + std::to_string(kMaxDeviceIdBytes) + " bytes of text");
+    }
+    if (push.since < 0) {
+        throw HttpError(400, "since: must not be negative");
+    }
+    size_t cardsIn = push.cards.size();
+    size_t logsIn = push.logs.size();
+    int64_t rejected = normalizePush(push);
+    SyncPull pull = m_storage.exchange(*account, push, m_options.pull);
+
+    ctx.fields = {{"cards_in", cardsIn},
+                  {"logs_in", logsIn},
+                  {"cards_stored", pull.cardsChanged},
+                  {"logs_stored", pull.logsAdded},
+                  {"cards_out", pull.cards.size()},
+                  {"logs_out", pull.logs.size()},
+                  {"capped", pull.capped}};
+    if (rejected > 0) {
+        ctx.fields["rejected"] = rejected;
+    }
+    m_metrics.add("talvo_sync_cards_stored_total", pull.cardsChanged);
+    m_metrics.add("talvo_sync_logs_stored_total", pull.logsAdded);
+    m_metrics.add("talvo_sync_rows_rejected_total", rejected);
+
+    wire::SyncResponse response{pull.now, std::move(pull.cards), std::move(pull.logs)};
+    setJson(res, 200, wire::encodeSyncResponse(response));
+}
+
+void ApiService::lessons(const httplib::Request&, httplib::Response& res, Context& ctx) {
+    std::vector<StoredLesson> all = m_storage.lessons();
+    ctx.fields = {{"lessons", all.size()}};
+    setJson(res, 200, feedBody(all));
+}
+
+void ApiService::translate(const httplib::Request& req, httplib::Response& res, Context& ctx) {
+    wire::Decoded<wire::TranslateRequest> request = wire::decodeTranslateRequest(req.body);
+    if (!request) {
+        throw HttpError(400, request.error);
+    }
+    std::string zh = passage(request->zh);
+    TmAnswer answer = m_storage.translateOrQueue(zh, m_clock.now(), m_options.maxQueue);
+    wire::TranslateResponse response;
+    switch (answer.kind) {
+        case TmAnswer::Kind::Memory:
+            response.vi = std::move(answer.vi);
+            response.source = "memory";
+            if (!answer.model.empty()) {
+                response.model = std::move(answer.model);
+            }
+            break;
+        case TmAnswer::Kind::Queued:
+            response.source = std::string(wire::kQueuedSource);
+            if (m_onQueued) {
+                m_onQueued();
+            }
+            break;
+        case TmAnswer::Kind::QueueFull:
+            throw HttpError(503, "the translation queue is full, try again later");
+    }
+    ctx.fields = {{"source", *response.source}};
+    setJson(res, 200, wire::encodeTranslateResponse(response));
+}
+
+void ApiService::statsEvent(const httplib::Request& req, httplib::Response& res, Context& ctx) {
+    wire::Decoded<wire::StatsEvent> event = wire::decodeStatsEvent(req.body);
+    if (!event) {
+        throw HttpError(400, event.error);
+    }
+    const std::string& name = event->name;
+    if (name.empty() || name.size() > kMaxEventNameBytes ||
+        !std::all_of(name.begin(), name.end(), isEventNameChar)) {
+        throw HttpError(400, "name: 1 to 64 letters, digits, '_', '.' or '-'");
+    }
+    // What an event is counted by: the feature for feature use, the version
+    // for launches; other events only by name.
+    std::string detail;
+    auto param = [&](const char* key) -> std::string {
+        auto it = event->params.find(key);
+        return it == event->params.end() ? std::string() : it->second;
+    };
+    if (name == wire::kFeatureUsedEvent) {
+        detail = param("name");
+        if (detail.empty()) {
+            throw HttpError(400, "params.name: required for feature_used");
+        }
+    } else if (name == wire::kAppOpenEvent) {
+        detail = param("app_version");
+        if (detail.empty()) {
+            detail = "?";
+        }
+    }
+    if (detail.size() > kMaxEventDetailBytes || detail.find('\0') != std::string::npos) {
+        throw HttpError(400, "params: value too long or not text");
+    }
+    m_storage.countEvent(dayOf(m_clock.now()), name, detail);
+    ctx.fields = {{"event", name}};
+    setJson(res, 200, R"({"ok":true})");
+}
+
+void ApiService::statsLookup(const httplib::Request& req, httplib::Response& res, Context&) {
+    wire::Decoded<wire::LookupReport> report = wire::decodeLookupReport(req.body);
+    if (!report) {
+        throw HttpError(400, report.error);
+    }
+    m_storage.countLookup(dayOf(m_clock.now()), passage(report->zh));
+    setJson(res, 200, R"({"ok":true})");
+}
+
+void ApiService::healthz(const httplib::Request&, httplib::Response& res, Context&) {
+    // Touches the database, so a server whose storage is gone reports 503.
+    int version = m_storage.schemaVersion();
+    ordered_json body{{"status", "ok"}, {"storage", m_storage.kind()}, {"schema", version}};
+    setJson(res, 200, body.dump());
+}
+
+void ApiService::metricsPage(const httplib::Request&, httplib::Response& res, Context&) {
+    std::vector<std::pair<std::string, double>> gauges;
+    if (m_pool) {
+        gauges.emplace_back("talvo_http_queue_length", static_cast<double>(m_pool->queued.load()));
+        gauges.emplace_back("talvo_http_busy_threads", static_cast<double>(m_pool->busy.load()));
+    }
+    gauges.emplace_back("talvo_tm_queue_length", static_cast<double>(m_storage.pendingCount()));
+    res.status = 200;
+    res.set_content(m_metrics.render(gauges), "text/plain; version=0.0.4");
+}
+
+}  // namespace talvo::server

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <httplib.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "http_error.h"
+#include "logger.h"
+#include "metrics.h"
+#include "rate_limiter.h"
+#include "storage.h"
+#include "study/day_clock.h"
+#include "task_pool.h"
+
+namespace talvo::server {
+
+struct ApiOptions {
+    size_t maxSyncBody = 8 << 20;    // a full batch of 500 cards + 500 logs is ~0.3 MB
+    size_t maxSmallBody = 64 << 10;  // every other route
+    PullLimits pull;
+    // Per device (X-Device-Id, else the peer address) and, for sync, per token.
+    RateLimit syncLimit{5, 60};
+    RateLimit translateLimit{1, 30};
+    RateLimit statsLimit{10, 120};
+    RateLimit readLimit{5, 60};
+    int64_t maxQueue = 10000;       // passages waiting for a translation
+    size_t maxPassageBytes = 4000;  // translate and lookup reports
+};
+
+// The HTTP API: routing, input limits, authentication, rate limits, the
+// handlers, error mapping, metrics and request logs. Thread-safe: httplib
+// calls handle() from its request threads.
+//
+// Routes: POST /api/study/sync (bearer token), GET /api/study/lessons,
+// POST /api/tm/translate, POST /api/stats/event, POST /api/stats/lookup,
+// GET /healthz, GET /metrics. Every error answers {"error": "..."}: 400
+// undecodable body, 401 missing or bad token, 404 unknown path, 405 wrong
+// method, 413 body or passage too large, 429 too many requests, 503 storage
+// failing or translation queue full, 500 anything unforeseen.
+class ApiService {
+  public:
+    // onQueued is called (from a request thread) when a passage joins the
+    // translation queue; pool, when given, feeds the queue gauges.
+    ApiService(Storage& storage, ApiOptions options, Clock clock, Logger& logger,
+               std::function<void()> onQueued = {}, const PoolGauges* pool = nullptr);
+
+    // Registers the service on a server: every path and method comes to
+    // handle(); errors that httplib answers itself (a body over the limit,
+    // a malformed request line) get the same JSON shape.
+    void install(httplib::Server& server);
+
+    void handle(const httplib::Request& req, httplib::Response& res);
+
+    Metrics& metrics() { return m_metrics; }
+    size_t maxBody() const;
+
+  private:
+    struct Context;
+    using Handler = void (ApiService::*)(const httplib::Request&, httplib::Response&, Context&);
+    struct Route {
+        std::string path;
+        std::string method;
+        size_t maxBody;
+        const RateLimit* limit;  // per device; null for none
+        Handler handler;
+    };
+
+    void sync(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void lessons(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void translate(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void statsEvent(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void statsLookup(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void healthz(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void metricsPage(const httplib::Request& req, httplib::Response& res, Context& ctx);
+
+    void limit(const std::string& key, const RateLimit& limit);
+    // Trims and bounds a passage; throws HttpError 400 or 413.
+    std::string passage(const std::string& zh) const;
+    void finish(const httplib::Request& req, httplib::Response& res, size_t route, double seconds,
+                const Context& ctx);
+    size_t routeOf(const std::string& path) const;
+
+    Storage& m_storage;
+    ApiOptions m_options;
+    Clock m_clock;
+    Logger& m_logger;
+    std::function<void()> m_onQueued;
+    const PoolGauges* m_pool;
+    std::vector<Route> m_routes;
+    Metrics m_metrics;
+    RateLimiter m_limiter;
+};
+
+// The JSON error body and the headers the status calls for.
+void writeError(httplib::Response& res, const HttpError& error);
+
+}  // namespace talvo::server

@@ -1,0 +1,303 @@
+// The HTTP API on loopback: status codes, error bodies, limits, metrics.
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "lesson_feed.h"
+#include "test_support.h"
+#include "token.h"
+#include "wire/lessons_feed.h"
+#include "wire/sync_records.h"
+
+namespace talvo::server::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class ApiTest : public testing::Test {
+  protected:
+    explicit ApiTest(ApiOptions options = unlimited())
+        : db(Backend::Sqlite), token(addAccount(*db, "ana")), server(*db, options) {}
+
+    httplib::Result post(const std::string& path, const std::string& body,
+                         const std::string& bearer = "", const std::string& device = "dev-1") {
+        httplib::Headers headers{{"X-Device-Id", device}};
+        if (!bearer.empty()) {
+            headers.emplace("Authorization", "Bearer " + bearer);
+        }
+        return server.client().Post(path, headers, body, "application/json");
+    }
+
+    // The status and the "error" text, checking that every error is JSON.
+    std::pair<int, std::string> error(const httplib::Result& r) {
+        if (!r) {
+            return {0, "no answer"};
+        }
+        json body = json::parse(r->body, nullptr, false);
+        EXPECT_TRUE(body.is_object() && body["error"].is_string()) << r->body;
+        return {r->status, body.is_object() ? body.value("error", "") : ""};
+    }
+
+    std::string syncBody(const std::string& device, int64_t since,
+                         std::vector<CardRecord> cards = {}, std::vector<LogRecord> logs = {}) {
+        return wire::encodeSyncRequest({device, since, std::move(cards), std::move(logs)});
+    }
+
+    FreshStorage db;
+    std::string token;
+    TestServer server;
+};
+
+TEST_F(ApiTest, SyncRoundTripsThroughTheWireRecords) {
+    auto a = post("/api/study/sync", syncBody("A", 0, {card("char:心", 10)}, {log("A:1")}), token);
+    ASSERT_TRUE(a);
+    ASSERT_EQ(a->status, 200) << a->body;
+    auto b = post("/api/study/sync", syncBody("B", 0), token);
+    ASSERT_TRUE(b);
+    auto decoded = wire::decodeSyncResponse(b->body);
+    ASSERT_TRUE(decoded) << decoded.error;
+    ASSERT_EQ(decoded->cards.size(), 1u);
+    EXPECT_EQ(decoded->cards[0], card("char:心", 10));
+    ASSERT_EQ(decoded->logs.size(), 1u);
+    EXPECT_EQ(decoded->logs[0], log("A:1"));
+    EXPECT_GT(decoded->now, 0);
+}
+
+TEST_F(ApiTest, EveryRouteRefusesBadInputWithAJsonError) {
+    auto body = syncBody("A", 0);
+    EXPECT_EQ(error(post("/api/study/sync", body)).first, 401);
+    EXPECT_EQ(error(post("/api/study/sync", body, "not-a-token")).first, 401);
+    EXPECT_EQ(error(post("/api/study/sync", body, std::string(80, 'a'))).first, 401);
+    auto wrongScheme = server.client().Post(
+        "/api/study/sync", {{"Authorization", "Basic " + token}}, body, "application/json");
+    EXPECT_EQ(error(wrongScheme).first, 401);
+    EXPECT_EQ(wrongScheme->get_header_value("WWW-Authenticate"), "Bearer");
+
+    EXPECT_EQ(error(post("/api/study/sync", "{not json", token)).first, 400);
+    EXPECT_EQ(error(post("/api/study/sync", R"({"device_id":"A","since":"0","cards":[],"logs":[]})",
+                         token))
+                  .first,
+              400);
+    EXPECT_EQ(
+        error(post("/api/study/sync", R"({"device_id":"","since":0,"cards":[],"logs":[]})", token))
+            .first,
+        400);
+    EXPECT_EQ(error(post("/api/study/sync", syncBody("A", -1), token)).first, 400);
+    EXPECT_EQ(error(post("/api/tm/translate", "{\"zh\":\"\xff\xfe\"}")).first, 400);  // bad UTF-8
+    EXPECT_EQ(error(post("/api/tm/translate", R"({"zh":"  \n "})")).first, 400);
+    EXPECT_EQ(error(post("/api/tm/translate", R"([1,2])")).first, 400);
+    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"bad name!"})")).first, 400);
+    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"feature_used","params":{}})")).first, 400);
+    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"x","params":{"a":1}})")).first, 400);
+    EXPECT_EQ(error(post("/api/stats/lookup", R"({"zh":5})")).first, 400);
+
+    auto unknown = error(server.client().Get("/api/nothing"));
+    EXPECT_EQ(unknown.first, 404);
+    auto wrongMethod = server.client().Get("/api/study/sync");
+    EXPECT_EQ(error(wrongMethod).first, 405);
+    EXPECT_EQ(wrongMethod->get_header_value("Allow"), "POST");
+    EXPECT_EQ(error(server.client().Delete("/api/study/lessons")).first, 405);
+
+    // Over a route's own limit, and over the largest (httplib refuses it
+    // before routing): both answer 413 in the same shape.
+    std::string passage = R"({"zh":")" + std::string(5000, 'x') + R"("})";
+    EXPECT_EQ(error(post("/api/tm/translate", passage)).first, 413);
+    EXPECT_EQ(error(post("/api/stats/lookup", std::string(70 << 10, ' '))).first, 413);
+    std::string huge(server.api().maxBody() + 1, ' ');
+    EXPECT_EQ(error(post("/api/study/sync", huge, token)).first, 413);
+
+    // The server is still well after all of it.
+    EXPECT_EQ(server.client().Get("/healthz")->status, 200);
+}
+
+TEST_F(ApiTest, TranslationIsQueuedThenAnsweredFromMemory) {
+    auto first = post("/api/tm/translate", R"({"zh":"  傷寒論\n"})");
+    ASSERT_TRUE(first);
+    EXPECT_EQ(json::parse(first->body), json::parse(R"({"source":"queued"})"));
+    std::vector<TmJob> waiting = db->pendingJobs(10);
+    ASSERT_EQ(waiting.size(), 1u);
+    EXPECT_EQ(waiting[0].zh, "傷寒論");  // trimmed before it is remembered
+    db->putTranslation(waiting[0].id, "Bàn về thương hàn", "human", 1);
+    auto again = post("/api/tm/translate", R"({"zh":"傷寒論"})");
+    EXPECT_EQ(json::parse(again->body),
+              json::parse(R"({"vi":"Bàn về thương hàn","source":"memory","model":"human"})"));
+}
+
+TEST_F(ApiTest, StatisticsAreCountedByDay) {
+    EXPECT_EQ(
+        post("/api/stats/event", R"({"name":"feature_used","params":{"name":"lookup"}})")->status,
+        200);
+    EXPECT_EQ(post("/api/stats/event", R"({"name":"app_open","params":{"app_version":"0.1.0",
+                   "os":"linux"}})")
+                  ->status,
+              200);
+    EXPECT_EQ(post("/api/stats/lookup", R"({"zh":" 傷寒 "})")->status, 200);
+    EXPECT_EQ(post("/api/stats/lookup", R"({"zh":"傷寒"})")->status, 200);
+    int64_t today = Clock::system().now() / 86400;
+    StatsReport r = db->stats(today - 1, today, 5);
+    ASSERT_EQ(r.topLookups.size(), 1u);
+    EXPECT_EQ(r.topLookups[0].count, 2);
+    ASSERT_EQ(r.events.size(), 2u);
+    EXPECT_EQ(r.events[0].name, "app_open");
+    EXPECT_EQ(r.events[0].detail, "0.1.0");
+    EXPECT_EQ(r.events[1].detail, "lookup");
+}
+
+TEST_F(ApiTest, LessonsRouteServesTheImportedStarterSet) {
+    std::ifstream in(std::string(TALVO_SERVER_SOURCE_DIR) + "/lessons/classical_medicine.json");
+    std::string text((std::istreambuf_iterator<char>(in)), {});
+    db->putLessons(parseLessonFeed(text));
+    auto r = server.client().Get("/api/study/lessons");
+    ASSERT_TRUE(r);
+    ASSERT_EQ(r->status, 200);
+    auto feed = wire::decodeLessonsFeed(r->body);
+    ASSERT_TRUE(feed) << feed.error;
+    ASSERT_GE(feed->lessons.size(), 3u);
+    for (const wire::Lesson& l : feed->lessons) {
+        EXPECT_FALSE(l.items.empty());
+        for (const LessonItem& item : l.items) {
+            EXPECT_EQ(item.uid, "char:" + item.front);
+            EXPECT_TRUE(item.am && !item.am->empty());
+            EXPECT_TRUE(item.gloss && !item.gloss->empty());
+        }
+    }
+    EXPECT_EQ(feed->lessons[0].hanLabel, "六淫");
+}
+
+TEST_F(ApiTest, MetricsCountRequestsByRouteAndStatus) {
+    post("/api/study/sync", syncBody("A", 0), token);
+    post("/api/study/sync", syncBody("A", 0));
+    server.client().Get("/nowhere");
+    auto r = server.client().Get("/metrics");
+    ASSERT_TRUE(r);
+    EXPECT_THAT(r->get_header_value("Content-Type"), HasSubstr("text/plain"));
+    EXPECT_THAT(r->body,
+                HasSubstr(R"(talvo_http_requests_total{route="/api/study/sync",status="200"} 1)"));
+    EXPECT_THAT(r->body,
+                HasSubstr(R"(talvo_http_requests_total{route="/api/study/sync",status="401"} 1)"));
+    EXPECT_THAT(r->body, HasSubstr(R"(talvo_http_requests_total{route="other",status="404"} 1)"));
+    EXPECT_THAT(
+        r->body,
+        HasSubstr(R"(talvo_http_request_duration_seconds_count{route="/api/study/sync"} 2)"));
+    EXPECT_THAT(r->body, HasSubstr("talvo_http_queue_length "));
+    EXPECT_THAT(r->body, HasSubstr("talvo_tm_queue_length 0"));
+    // Neither the token nor a body reaches the log.
+    EXPECT_THAT(server.logText(), testing::Not(HasSubstr(token)));
+}
+
+class RateLimitTest : public ApiTest {
+  protected:
+    static ApiOptions tight() {
+        ApiOptions o = unlimited();
+        o.syncLimit = {0.001, 3};
+        o.translateLimit = {0.001, 2};
+        return o;
+    }
+    RateLimitTest() : ApiTest(tight()) {}
+};
+
+TEST_F(RateLimitTest, TooManyRequestsFromOneDeviceOrTokenGet429) {
+    std::string body = R"({"zh":"風"})";
+    EXPECT_EQ(post("/api/tm/translate", body, "", "d1")->status, 200);
+    EXPECT_EQ(post("/api/tm/translate", body, "", "d1")->status, 200);
+    auto third = post("/api/tm/translate", body, "", "d1");
+    EXPECT_EQ(error(third).first, 429);
+    EXPECT_EQ(third->get_header_value("Retry-After"), "1");
+    EXPECT_EQ(post("/api/tm/translate", body, "", "d2")->status, 200);  // another device
+
+    // One token used from ever-new device ids is still one token.
+    int ok = 0;
+    for (int i = 0; i < 6; ++i) {
+        ok += post("/api/study/sync", syncBody("x", 0), token, "dev" + std::to_string(i))->status ==
+              200;
+    }
+    EXPECT_EQ(ok, 3);
+}
+
+TEST(ApiStorageFailure, CorruptDatabaseAnswers503AndServerStaysUp) {
+    TempDir dir;
+    std::string path = dir.file("server.sqlite");
+    std::unique_ptr<Storage> storage = openStorage("sqlite:" + path, 2);
+    std::string token = addAccount(*storage, "ana");
+    std::vector<LogRecord> logs;
+    for (int i = 0; i < 400; ++i) {
+        logs.push_back(log("A:" + std::to_string(i)));
+    }
+    SyncPush push{"A", 0, {}, logs};
+    storage->exchange(*authenticate(*storage, token), push, {});
+    storage.reset();  // checkpoints the WAL into the file
+    {
+        // Overwrite every page after the schema with garbage.
+        std::fstream f(path, std::ios::in | std::ios::out | std::ios::binary);
+        f.seekg(0, std::ios::end);
+        std::streamoff size = f.tellg();
+        for (std::streamoff at = 4096 * 2; at < size; at += 512) {
+            f.seekp(at);
+            f.write("garbage!garbage!", 16);
+        }
+    }
+    storage = openStorage("sqlite:" + path, 2);
+    TestServer server(*storage, unlimited());
+    auto r = server.client().Post("/api/study/sync", {{"Authorization", "Bearer " + token}},
+                                  wire::encodeSyncRequest({"B", 0, {}, {}}), "application/json");
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->status, 503) << r->body;
+    EXPECT_THAT(server.logText(), HasSubstr("malformed"));  // the reason is logged, not answered
+    EXPECT_THAT(r->body, testing::Not(HasSubstr("malformed")));
+    EXPECT_EQ(server.client().Get("/metrics")->status, 503);
+    EXPECT_TRUE(server.client().Get("/healthz"));
+
+    // A file that is not a database at all is refused when opening.
+    std::ofstream(dir.file("junk.sqlite")) << std::string(8192, 'j');
+    EXPECT_THROW(openStorage("sqlite:" + dir.file("junk.sqlite"), 1), StorageError);
+}
+
+}  // namespace
+}  // namespace talvo::server::test
+
+namespace talvo::server::test {
+namespace {
+
+TEST(ApiTls, ServesHttpsWithTheGivenCertificate) {
+    TempDir dir;
+    std::string cert = dir.file("cert.pem");
+    std::string key = dir.file("key.pem");
+    std::string make =
+        "openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 -keyout " + key +
+        " -out " + cert + " >/dev/null 2>&1";
+    if (std::system(make.c_str()) != 0) {
+        GTEST_SKIP() << "the openssl command is not available to make a certificate";
+    }
+    FreshStorage db(Backend::Sqlite);
+    std::ostringstream logText;
+    Logger logger(logText, LogLevel::Warn);
+    PoolGauges gauges;
+    ApiService api(*db, unlimited(), Clock::system(), logger, {}, &gauges);
+    HttpServer server(api, HttpOptions{"127.0.0.1", 0, 2, 1, cert, key}, gauges);
+    ASSERT_TRUE(server.tls());
+    ASSERT_TRUE(server.bind());
+    std::thread run([&] { server.run(); });
+    while (!server.running()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    httplib::SSLClient client("127.0.0.1", server.port());
+    client.enable_server_certificate_verification(false);
+    auto r = client.Get("/healthz");
+    EXPECT_TRUE(r && r->status == 200);
+    httplib::Client plain("127.0.0.1", server.port());
+    EXPECT_FALSE(plain.Get("/healthz") && plain.Get("/healthz")->status == 200);
+    server.stop();
+    run.join();
+
+    EXPECT_THROW(
+        HttpServer(api, HttpOptions{"127.0.0.1", 0, 1, 1, dir.file("none.pem"), key}, gauges),
+        std::runtime_error);
+    EXPECT_THROW(HttpServer(api, HttpOptions{"127.0.0.1", 0, 1, 1, cert, ""}, gauges),
+                 std::runtime_error);
+}
+
+}  // namespace
+}  // namespace talvo::server::test

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "api_service.h"
+#include "http_server.h"
+#include "logger.h"
+#include "storage.h"
+
+namespace talvo::server::test {
+
+// A fresh folder, removed with everything in it.
+class TempDir {
+  public:
+    TempDir();
+    ~TempDir();
+    const std::string& path() const { return m_path; }
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+  private:
+    std::string m_path;
+};
+
+// The test cluster that pg_cluster.sh started for this CTest run (or the URL
+// in TALVO_TEST_PG), or the reason there is none.
+struct PgCluster {
+    std::optional<std::string> url;
+    std::string reason;
+};
+const PgCluster& pgCluster();
+
+// A database of its own in the test cluster, dropped at the end.
+class PgDatabase {
+  public:
+    PgDatabase();
+    ~PgDatabase();
+    const std::string& url() const { return m_url; }
+
+  private:
+    std::string m_name;
+    std::string m_url;
+};
+
+enum class Backend { Sqlite, Postgres };
+std::string backendName(const testing::TestParamInfo<Backend>& info);
+
+// A fresh, empty database of one backend, opened as the server opens it.
+class FreshStorage {
+  public:
+    explicit FreshStorage(Backend backend);
+    Storage& operator*() { return *m_storage; }
+    Storage* operator->() { return m_storage.get(); }
+    const std::string& url() const { return m_url; }
+    // Another handle on the same database, as a second server process has.
+    std::unique_ptr<Storage> openAnother(size_t pool = 4) const;
+
+  private:
+    std::unique_ptr<TempDir> m_dir;
+    std::unique_ptr<PgDatabase> m_pg;
+    std::string m_url;
+    std::unique_ptr<Storage> m_storage;
+};
+
+// Parameterised over both backends. PostgreSQL tests skip, saying why, when
+// the cluster could not start; under CI they fail instead.
+class BackendTest : public testing::TestWithParam<Backend> {
+  protected:
+    void SetUp() override;
+    std::unique_ptr<FreshStorage> db;
+};
+
+// Makes an account and returns its token.
+std::string addAccount(Storage& storage, const std::string& name);
+
+// The API served on 127.0.0.1 at a free port, on a thread, until destroyed.
+class TestServer {
+  public:
+    explicit TestServer(Storage& storage, ApiOptions options = {}, Clock clock = Clock::system(),
+                        std::function<void()> onQueued = {}, size_t threads = 4);
+    ~TestServer();
+    int port() const { return m_http.port(); }
+    httplib::Client client() const;
+    ApiService& api() { return m_api; }
+    std::string logText() const { return m_log.str(); }
+
+  private:
+    std::ostringstream m_log;
+    Logger m_logger;
+    PoolGauges m_gauges;
+    ApiService m_api;
+    HttpServer m_http;
+    std::thread m_thread;
+};
+
+// API options without rate limits, for tests that send many requests.
+ApiOptions unlimited();
+
+// A card and a log as a device would send them.
+CardRecord card(const std::string& uid, int64_t updatedAt, int64_t reps = 1);
+LogRecord log(const std::string& logId, const std::string& cardUid = "char:風");
+
+}  // namespace talvo::server::test

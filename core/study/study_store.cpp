@@ -211,6 +211,7 @@ StudyStore::StudyStore(const std::string& path, Clock clock)
         m_db->exec(sql);
     }
     m_db->exec(kProgressScript);
+    setUpProgress();
 
     // A card table from some other program (or a damaged one) would make every
     // later operation quietly answer nothing; say so now instead.

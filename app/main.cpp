@@ -8,15 +8,18 @@
 #include "platform/platform.h"
 #include "platform/shell/accessory_app.h"
 #include "settings/app_settings.h"
+#include "settings/settings_window.h"
 #include "shell/alerts.h"
 #include "shell/online_wiring.h"
 #include "shell/single_instance.h"
+#include "shell/start_at_login.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Talvo"));
     QApplication::setOrganizationName(QStringLiteral("Mirelo"));
     QApplication::setApplicationVersion(QStringLiteral(TALVO_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral(TALVO_APP_ID));
     // A status-icon program: closing its last window must not end it.
     QApplication::setQuitOnLastWindowClosed(false);
     talvo::becomeAccessoryApplication();
@@ -26,9 +29,18 @@ int main(int argc, char** argv) {
     if (QCoreApplication::arguments().contains(QStringLiteral("--ping"))) {
         return talvo::SingleInstance::ping(talvo::SingleInstance::defaultName(), 2000) ? 0 : 1;
     }
-    // A second launch opens the first one's Settings and ends.
+    // `talvo --open study|profile|lessons|quiz|settings` opens that window,
+    // in the running program when there is one (the desktop entry's actions).
+    // A plain second launch opens the first one's Settings and ends, so an
+    // autostarted copy and a manual launch never both hold the shortcut.
+    QByteArray request = "settings";
+    QByteArray openAtStart;
+    if (int at = QCoreApplication::arguments().indexOf(QStringLiteral("--open"));
+        at >= 0 && at + 1 < QCoreApplication::arguments().size()) {
+        request = openAtStart = QCoreApplication::arguments().at(at + 1).toUtf8();
+    }
     talvo::SingleInstance instance(talvo::SingleInstance::defaultName());
-    if (!instance.claim("settings")) {
+    if (!instance.claim(request)) {
         return 0;
     }
 
@@ -36,6 +48,12 @@ int main(int argc, char** argv) {
     talvo::MessageBoxAlerts alerts;
     std::string exeDir = QCoreApplication::applicationDirPath().toStdString();
     auto env = talvo::paths::systemEnv();
+    // Start at login: the first run of an installed copy turns it on, once.
+    std::unique_ptr<talvo::AutostartEntry> autostart = talvo::startAtLoginEntry(
+        env, QCoreApplication::applicationFilePath().toStdString(), TALVO_APP_ID);
+    if (autostart) {
+        talvo::applyFirstRunStartAtLogin(settings, *autostart);
+    }
 
     talvo::AppEnvironment e;
     e.settings = &settings;
@@ -43,15 +61,18 @@ int main(int argc, char** argv) {
     e.dictionaryPath = talvo::paths::dictionaryPath(env, exeDir);
     e.dataDir = talvo::paths::userDataDir(env);
     e.version = TALVO_VERSION;
+    e.strokesDir = talvo::paths::resourceDir(exeDir) + "/strokes";
+    e.contentBase = [&settings] { return settings.contentUrl(); };
     talvo::AppController* controllerPtr = nullptr;
     talvo::OnlineWiring online(settings, &app);
     e.online = online.hooks(
         [&controllerPtr] { return controllerPtr ? controllerPtr->studyStore() : nullptr; },
         [&controllerPtr] {
             if (controllerPtr) {
-                controllerPtr->refreshStudyBadge();
+                controllerPtr->studySynced();
             }
         });
+    e.lessons = &online.lessons();
     e.platform = talvo::createPlatformBackends([&controllerPtr](const talvo::NoticeText& n) {
         if (controllerPtr && controllerPtr->statusItem()) {
             controllerPtr->statusItem()->showMessage(QString::fromStdString(n.title),
@@ -61,9 +82,13 @@ int main(int argc, char** argv) {
 
     talvo::AppController controller(std::move(e));
     controllerPtr = &controller;
+    controller.settingsWindow()->setStartAtLogin(autostart.get());
     instance.onRequest = [&controller](const QByteArray& request) {
         controller.handleRequest(request);
     };
     controller.launch();
+    if (!openAtStart.isEmpty()) {
+        controller.handleRequest(openAtStart);
+    }
     return QApplication::exec();
 }

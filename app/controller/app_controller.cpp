@@ -18,7 +18,10 @@
 #include "lookup/lookup_decision.h"
 #include "lookup/lookup_service.h"
 #include "lookup/override_store.h"
+#include "lessons/lessons_service.h"
 #include "popup/popup_controller.h"
+#include "progress/profile_window_controller.h"
+#include "progress/quiz_window_controller.h"
 #include "selection/event_pump.h"
 #include "selection/selection_reader.h"
 #include "settings/app_settings.h"
@@ -27,8 +30,11 @@
 #include "shell/dictionary_credits.h"
 #include "shell/localization.h"
 #include "shell/update_checker.h"
+#include "stroke/stroke_order_factory.h"
+#include "study/lessons_window_controller.h"
 #include "study/study_store.h"
 #include "study/study_texts.h"
+#include "study/study_window_controller.h"
 #include "tray/tray_glyph.h"
 #include "ui/shell_texts.h"
 #include "ui/status_menu.h"
@@ -60,6 +66,9 @@ AppController::AppController(AppEnvironment env, QObject* parent)
                                                  *m_env.platform.clipboard, *m_pump);
     m_popup = std::make_unique<PopupController>(*m_l10n, *m_env.platform.clipboard,
                                                 m_env.platform.selection.get());
+    m_strokes = std::make_unique<StrokeOrderFactory>(m_env.strokesDir, m_env.contentBase,
+                                                     m_env.online.fetch);
+    m_popup->strokeOrderView = m_strokes->hook();
     SettingsWindow::Services services;
     services.displayForm = [this](const HotkeyCombo& c) { return displayForm(c); };
     services.saveToken = [this](const std::string& token) {
@@ -172,9 +181,47 @@ void AppController::setupStudy() {
         return;
     }
     m_studyStore->seedIfEmpty(*m_store);
+    setupStudyWindows();
     refreshStudyBadge();
     scheduleStudyReminder();
     syncStudy();
+}
+
+namespace {
+constexpr double kStudyCardStrokeSide = 150;
+}  // namespace
+
+void AppController::setupStudyWindows() {
+    m_studyWindow = std::make_unique<StudyWindowController>(*m_studyStore);
+    m_studyWindow->setLocalization(m_l10n.get());
+    if (m_strokes) {
+        // On the card the glyph is the point of the exercise: a larger grid
+        // than the popup's.
+        StrokeOrderFactory* strokes = m_strokes.get();
+        m_studyWindow->strokeOrderView = [strokes](const std::string& ch, QWidget* parent) {
+            return static_cast<QWidget*>(strokes->makeView(ch, kStudyCardStrokeSide, parent));
+        };
+    }
+    m_profileWindow = std::make_unique<ProfileWindowController>(*m_studyStore);
+    m_quizWindow = std::make_unique<QuizWindowController>(*m_studyStore);
+    m_studyWindow->onProgress = [this] {
+        refreshStudyBadge();
+        m_profileWindow->reload();
+    };
+    m_profileWindow->onStudy = [this] { openStudy(); };
+    m_profileWindow->onQuiz = [this] { openQuiz(); };
+    m_quizWindow->onFinish = [this] {
+        m_profileWindow->reload();
+        refreshStudyBadge();
+    };
+    if (m_env.lessons) {
+        m_lessonsWindow = std::make_unique<LessonsWindowController>(*m_studyStore, *m_env.lessons);
+        m_lessonsWindow->onChange = [this](int64_t) {
+            refreshStudyBadge();
+            m_studyWindow->reload();
+            m_profileWindow->reload();
+        };
+    }
 }
 
 void AppController::ensureAccessibility() {
@@ -420,10 +467,20 @@ void AppController::syncStudy() {
     }
 }
 
+void AppController::studySynced() {
+    refreshStudyBadge();
+    if (m_studyWindow) {
+        m_studyWindow->reload();
+    }
+    if (m_profileWindow) {
+        m_profileWindow->reload();
+    }
+}
+
 void AppController::openStudy() {
     m_env.online.reportFeature("study");
-    if (m_studyStore && m_studyWindows.showStudy) {
-        m_studyWindows.showStudy();
+    if (m_studyWindow) {
+        m_studyWindow->show();
     }
     refreshStudyBadge();
     syncStudy();
@@ -431,15 +488,21 @@ void AppController::openStudy() {
 
 void AppController::openProfile() {
     m_env.online.reportFeature("study_profile");
-    if (m_studyStore && m_studyWindows.showProfile) {
-        m_studyWindows.showProfile();
+    if (m_profileWindow) {
+        m_profileWindow->show();
     }
 }
 
 void AppController::openLessons() {
     m_env.online.reportFeature("study_lessons");
-    if (m_studyStore && m_studyWindows.showLessons) {
-        m_studyWindows.showLessons();
+    if (m_lessonsWindow) {
+        m_lessonsWindow->show();
+    }
+}
+
+void AppController::openQuiz() {
+    if (m_quizWindow) {
+        m_quizWindow->show();
     }
 }
 
@@ -481,6 +544,14 @@ void AppController::quit() {
 void AppController::handleRequest(const QByteArray& request) {
     if (request == "settings") {
         openSettings();
+    } else if (request == "study") {
+        openStudy();
+    } else if (request == "profile") {
+        openProfile();
+    } else if (request == "lessons") {
+        openLessons();
+    } else if (request == "quiz") {
+        openQuiz();
     }
 }
 

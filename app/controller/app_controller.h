@@ -25,13 +25,19 @@ class Alerts;
 class AppSettings;
 class DictionaryStore;
 class HotkeyManager;
+class LessonsService;
+class LessonsWindowController;
 class Localization;
 class LookupService;
 class OverrideStore;
 class PopupController;
+class ProfileWindowController;
+class QuizWindowController;
 class SelectionReader;
 class SettingsWindow;
+class StrokeOrderFactory;
 class StudyStore;
+class StudyWindowController;
 class UpdateChecker;
 struct StudySummary;
 struct Tr;
@@ -46,17 +52,15 @@ struct AppEnvironment {
     std::string version;              // empty reads as "?"
     PlatformBackends platform;
     OnlineHooks online;
+    // The lessons feed; null: the lessons window stays closed.
+    LessonsService* lessons = nullptr;  // borrowed
+    // Installed stroke data (share/talvo/strokes) and the host asked for
+    // characters missing there; either may be empty.
+    std::string strokesDir;
+    std::function<std::string()> contentBase;
     std::unique_ptr<EventPump> pump;  // null: the real event loop
     Clock clock = Clock::system();
     bool trayIcon = true;  // false: no status icon (tests); the menu still exists
-};
-
-// The study windows belong to the study side; until it supplies them the
-// menu rows only report use and refresh the badge.
-struct StudyWindows {
-    std::function<void()> showStudy;
-    std::function<void()> showProfile;
-    std::function<void()> showLessons;
 };
 
 // The desktop program: owns the stores, the lookup service, the popup, the
@@ -87,18 +91,20 @@ class AppController : public QObject {
     QMenu* buildMenu();
     void refreshStudyBadge();
     void syncStudy();
+    // A sync brought the deck up to date: the badge, the session and the
+    // profile show what it changed.
+    void studySynced();
 
     void openStudy();
     void openProfile();
     void openLessons();
+    void openQuiz();
     void openSettings();
     void showAbout();
     void checkForUpdates();
     void quit();
     // A request from a second launch ("settings": open the Settings window).
     void handleRequest(const QByteArray& request);
-
-    void setStudyWindows(StudyWindows windows) { m_studyWindows = std::move(windows); }
 
     QString appVersion() const;
     QString displayForm(const HotkeyCombo& combo) const;
@@ -114,6 +120,12 @@ class AppController : public QObject {
     LookupService* lookup() const { return m_lookup.get(); }
     OverrideStore* overrides() const { return m_overrides.get(); }
     StudyStore* studyStore() const { return m_studyStore.get(); }
+    // The study windows: null until the study side is set up (lessons also
+    // without a lessons feed).
+    StudyWindowController* studyWindow() const { return m_studyWindow.get(); }
+    ProfileWindowController* profileWindow() const { return m_profileWindow.get(); }
+    QuizWindowController* quizWindow() const { return m_quizWindow.get(); }
+    LessonsWindowController* lessonsWindow() const { return m_lessonsWindow.get(); }
     const std::vector<std::string>& lastChars() const { return m_lastChars; }
     PlatformBackends& platform() { return m_env.platform; }
 
@@ -125,6 +137,7 @@ class AppController : public QObject {
     void setupStatusItem();
     void loadDictionary();
     void setupStudy();
+    void setupStudyWindows();
     void ensureAccessibility();
     void showLaunchNotification();
     void scheduleStudyReminder();
@@ -149,7 +162,11 @@ class AppController : public QObject {
     std::unique_ptr<LookupService> m_lookup;
     std::vector<std::string> m_lastChars;
     std::unique_ptr<StudyStore> m_studyStore;
-    StudyWindows m_studyWindows;
+    std::unique_ptr<StrokeOrderFactory> m_strokes;
+    std::unique_ptr<StudyWindowController> m_studyWindow;
+    std::unique_ptr<ProfileWindowController> m_profileWindow;
+    std::unique_ptr<QuizWindowController> m_quizWindow;
+    std::unique_ptr<LessonsWindowController> m_lessonsWindow;
     HotkeyCombo m_currentCombo;
     bool m_handlingHotkey = false;
 };

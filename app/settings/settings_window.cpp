@@ -1,5 +1,6 @@
 #include "settings/settings_window.h"
 
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QFrame>
@@ -17,6 +18,7 @@
 #include "popup/theme.h"
 #include "settings/app_settings.h"
 #include "shell/localization.h"
+#include "shell/start_at_login.h"
 
 namespace talvo {
 
@@ -95,6 +97,16 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     lang->addWidget(m_languageLabel);
     lang->addWidget(m_language, 1);
     layout->addLayout(lang);
+    m_startAtLogin = new QCheckBox;
+    m_startAtLogin->setObjectName(QStringLiteral("startAtLogin"));
+    m_startAtLogin->setVisible(false);
+    layout->addWidget(m_startAtLogin);
+    m_startAtLoginStatus = new QLabel;
+    m_startAtLoginStatus->setObjectName(QStringLiteral("startAtLoginStatus"));
+    m_startAtLoginStatus->setWordWrap(true);
+    m_startAtLoginStatus->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
+    m_startAtLoginStatus->setVisible(false);
+    layout->addWidget(m_startAtLoginStatus);
 
     layout->addWidget(rule());
     m_serverHeading = new QLabel;
@@ -135,6 +147,8 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     connect(m_language, &QComboBox::activated, this, [this](int index) {
         m_l10n.setLang(static_cast<AppLanguage>(m_language->itemData(index).toInt()));
     });
+    // clicked, not toggled: only the user's own click writes the entry.
+    connect(m_startAtLogin, &QCheckBox::clicked, this, &SettingsWindow::toggleStartAtLogin);
     connect(m_saveUrl, &QPushButton::clicked, this, &SettingsWindow::saveServiceUrl);
     connect(m_url, &QLineEdit::returnPressed, this, &SettingsWindow::saveServiceUrl);
     connect(m_saveToken, &QPushButton::clicked, this, &SettingsWindow::saveToken);
@@ -162,6 +176,8 @@ void SettingsWindow::show(const HotkeyCombo& current,
     m_url->setText(QString::fromStdString(m_settings.serviceUrl()));
     m_urlStatus->clear();
     m_tokenStatus->clear();
+    m_startAtLoginStatus->clear();
+    m_startAtLoginStatus->setVisible(false);
     retranslate();
     if (first) {
         adjustSize();
@@ -186,6 +202,7 @@ void SettingsWindow::retranslate() {
     m_heading->setText(m_l10n.text(msg::kLookupShortcut));
     m_default->setText(m_l10n.text(msg::kDefaultCombo));
     m_languageLabel->setText(m_l10n.text(msg::kLanguage));
+    m_startAtLogin->setText(m_l10n.text(msg::kStartAtLogin));
     m_language->setCurrentIndex(m_language->findData(static_cast<int>(m_l10n.lang())));
     m_serverHeading->setText(m_l10n.text(msg::kServer));
     m_urlLabel->setText(m_l10n.text(msg::kServiceUrl));
@@ -196,7 +213,33 @@ void SettingsWindow::retranslate() {
     refresh();
 }
 
+void SettingsWindow::setStartAtLogin(const AutostartEntry* entry) {
+    m_autostart = entry;
+    m_startAtLogin->setVisible(entry != nullptr);
+    refresh();
+}
+
+void SettingsWindow::toggleStartAtLogin(bool on) {
+    if (!m_autostart) {
+        return;
+    }
+    std::string error;
+    bool ok = talvo::setStartAtLogin(m_settings, *m_autostart, on, &error);
+    if (!ok) {
+        qWarning("start at login: %s", error.c_str());
+    }
+    m_startAtLoginStatus->setText(
+        ok ? QString()
+           : m_l10n.format(msg::kStartAtLoginFailed, QString::fromStdString(m_autostart->path())));
+    m_startAtLoginStatus->setVisible(!ok);
+    refresh();
+}
+
 void SettingsWindow::refresh() {
+    // The file is the truth: the desktop's own tools may have changed it.
+    if (m_autostart) {
+        m_startAtLogin->setChecked(m_autostart->enabled());
+    }
     m_combo->setText(m_services.displayForm ? m_services.displayForm(m_model.combo()) : QString());
     bool recording = m_model.recording();
     m_change->setText(m_l10n.text(recording ? msg::kPressCombo : msg::kChangeShortcut));

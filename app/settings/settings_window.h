@@ -6,6 +6,7 @@
 
 #include "settings/settings_model.h"
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -14,6 +15,7 @@ class QPushButton;
 namespace talvo {
 
 class AppSettings;
+class AutostartEntry;
 class Localization;
 
 // The Settings window: the lookup shortcut (shown, recorded, reset), the
@@ -39,6 +41,9 @@ class SettingsWindow : public QWidget {
     void show(const HotkeyCombo& current, std::function<void(const HotkeyCombo&)> onChange);
 
     SettingsModel& model() { return m_model; }
+    // The login entry behind the "Start at login" switch (borrowed; it must
+    // outlive the window). Null hides the switch.
+    void setStartAtLogin(const AutostartEntry* entry);
     // Called with the model's recording state (the controller suspends the
     // global shortcut meanwhile).
     std::function<void(bool recording)> onRecordingChanged;
@@ -51,6 +56,7 @@ class SettingsWindow : public QWidget {
     void refresh();
     void saveServiceUrl();
     void saveToken();
+    void toggleStartAtLogin(bool on);
 
     Localization& m_l10n;
     AppSettings& m_settings;
@@ -63,6 +69,9 @@ class SettingsWindow : public QWidget {
     QPushButton* m_default = nullptr;
     QLabel* m_languageLabel = nullptr;
     QComboBox* m_language = nullptr;
+    const AutostartEntry* m_autostart = nullptr;
+    QCheckBox* m_startAtLogin = nullptr;
+    QLabel* m_startAtLoginStatus = nullptr;
     QLabel* m_serverHeading = nullptr;
     QLabel* m_urlLabel = nullptr;
     QLineEdit* m_url = nullptr;

@@ -70,4 +70,8 @@ OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
     return h;
 }
 
+LessonsService& OnlineWiring::lessons() {
+    return m_services->lessons();
+}
+
 }  // namespace talvo

@@ -12,6 +12,7 @@
 namespace talvo {
 
 class AppSettings;
+class LessonsService;
 class OnlineServices;
 class StudyStore;
 class TokenStore;
@@ -32,6 +33,8 @@ class OnlineWiring {
     // (null: no study side, nothing is sent); `synced` runs after a
     // successful exchange.
     OnlineHooks hooks(std::function<StudyStore*()> studyStore, std::function<void()> synced);
+    // The lessons feed for the lessons window (answers on the main thread).
+    LessonsService& lessons();
 
   private:
     std::optional<std::string> token();

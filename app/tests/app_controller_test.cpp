@@ -16,9 +16,13 @@
 #include "popup/popup_controller.h"
 #include "popup/popup_view.h"
 #include "popup/reverse_popup_view.h"
+#include "progress/profile_window_controller.h"
+#include "progress/quiz_window_controller.h"
 #include "settings/settings_window.h"
 #include "shell/localization.h"
+#include "study/study_session.h"
 #include "study/study_store.h"
+#include "study/study_window_controller.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -241,7 +245,6 @@ TEST(LookupFlowTest, AddToStudyMakesACardRefreshesTheBadgeAndSyncs) {
 TEST(LookupFlowTest, TranslationWithoutAServiceFailsInThePopup) {
     AppFixture f;
     AppController& c = f.start();
-    c.setStudyWindows({});
     f.controller->localization().setLang(AppLanguage::en);
     c.showLookup({"傷", "寒"});
     lookupView(c)->findChild<QPushButton*>(QStringLiteral("translate"))->click();
@@ -295,13 +298,55 @@ TEST(MenuTest, StudyRowsReportUseAndOpenTheirWindows) {
     std::vector<std::string> features;
     f.online.feature = [&](const std::string& name) { features.push_back(name); };
     AppController& c = f.start();
-    int shown = 0;
-    c.setStudyWindows({[&] { ++shown; }, [&] { ++shown; }, [&] { ++shown; }});
     for (int row : {2, 3, 4}) {
         c.statusMenu()->actions()[row]->trigger();
     }
-    EXPECT_EQ(shown, 3);
+    ASSERT_TRUE(c.studyWindow() && c.studyWindow()->window());
+    EXPECT_TRUE(c.studyWindow()->window()->isVisible());
+    ASSERT_TRUE(c.profileWindow() && c.profileWindow()->window());
+    EXPECT_TRUE(c.profileWindow()->window()->isVisible());
+    // Without a lessons feed there is no lessons window, only the report.
+    EXPECT_EQ(c.lessonsWindow(), nullptr);
     EXPECT_EQ(features, (std::vector<std::string>{"study", "study_profile", "study_lessons"}));
+    c.studyWindow()->window()->close();
+    c.profileWindow()->window()->close();
+}
+
+TEST(MenuTest, StudyWindowsKeepTheBadgeTheProfileAndTheSessionInStep) {
+    AppFixture f;
+    int syncs = 0;
+    f.online.syncStudy = [&] { ++syncs; };
+    AppController& c = f.start();
+    const QString before = f.menuTitles()[2];
+    int syncsAtLaunch = syncs;
+    c.openStudy();
+    EXPECT_EQ(syncs, syncsAtLaunch + 1);  // opening the study window syncs
+    c.openProfile();
+    StudySession* session = c.studyWindow()->session();
+    ASSERT_TRUE(session && session->card());
+    session->reveal();
+    ASSERT_TRUE(session->grade(Rating::Good));
+    // One card fewer to study, counted at once in the menu and the profile.
+    EXPECT_NE(f.menuTitles()[2], before);
+    EXPECT_EQ(c.profileWindow()->stats().totalReviews, 1);
+
+    // A sync that brought a review from another device: the session drops
+    // the card that is no longer due.
+    const std::string next = session->card()->uid;
+    ASSERT_TRUE(c.studyStore()->grade(*session->card(), Rating::Easy));
+    c.studySynced();
+    ASSERT_TRUE(session->card());
+    EXPECT_NE(session->card()->uid, next);
+    EXPECT_EQ(c.profileWindow()->stats().totalReviews, 2);
+
+    // The profile leads to the quiz and back to study.
+    c.profileWindow()->onQuiz();
+    ASSERT_TRUE(c.quizWindow()->window());
+    EXPECT_TRUE(c.quizWindow()->window()->isVisible());
+    for (QWidget* w : {c.studyWindow()->window(), c.profileWindow()->window(),
+                       c.quizWindow()->window()}) {
+        w->close();
+    }
 }
 
 TEST(MenuTest, RecordingInSettingsLetsGoOfTheGlobalShortcut) {

@@ -158,6 +158,12 @@ inline constexpr Tr kInvalidServiceUrl{
     "The address must start with http:// or https://.",
 };
 inline constexpr Tr kSignInToken{"Mã đăng nhập", "登入權杖", "Sign-in token"};
+inline constexpr Tr kStartAtLogin{"Khởi động cùng hệ thống", "登入時啟動", "Start at login"};
+inline constexpr Tr kStartAtLoginFailed{
+    "Không ghi hoặc xoá được %@.",
+    "無法寫入或刪除 %@。",
+    "Could not write or remove %@.",
+};
 inline constexpr Tr kSave{"Lưu", "儲存", "Save"};
 inline constexpr Tr kSaved{"Đã lưu.", "已儲存。", "Saved."};
 inline constexpr Tr kTokenUnavailable{

@@ -48,11 +48,12 @@ struct GoalChoice {
     int64_t xp;
     const char* label;
 };
-inline constexpr std::array<GoalChoice, 4> kGoalChoices{{
-    {20, "Nhẹ nhàng"},
-    {50, "Vừa phải"},
-    {100, "Chăm chỉ"},
-    {200, "Miệt mài"},
+inline constexpr std::array<GoalChoice, 5> kGoalChoices{{
+    {5, "Thong thả"},
+    {10, "Nhẹ nhàng"},
+    {20, "Vừa phải"},
+    {50, "Chăm chỉ"},
+    {100, "Miệt mài"},
 }};
 
 // The stored goal text as a goal: the default when it is missing, not a

@@ -60,6 +60,14 @@ std::string AppSettings::serviceUrl() const {
 
 void AppSettings::setServiceUrl(const std::string& url) { setString(kServiceUrlKey, url); }
 
+std::string AppSettings::contentUrl() const {
+    std::string url = string(kContentUrlKey).value_or("");
+    while (!url.empty() && (url.back() == '/' || url.back() == ' ')) {
+        url.pop_back();
+    }
+    return url.empty() ? serviceUrl() : url;
+}
+
 void AppSettings::sync() { m_settings->sync(); }
 
 std::string AppSettings::fileName() const { return m_settings->fileName().toStdString(); }

@@ -26,6 +26,14 @@ public:
     // The service every online feature talks to, e.g. "https://talvo.example".
     // A deployment setting: empty turns the online features off.
     static constexpr const char* kServiceUrlKey = "service.baseURL";
+    // Where stroke data missing from the installed copy is fetched
+    // (<base>/npm/hanzi-writer-data@2.0/<char>.json); unset or empty means
+    // the service itself.
+    static constexpr const char* kContentUrlKey = "service.contentURL";
+    // Set once start at login has been decided (by the first run of an
+    // installed copy or by the user in Settings): the entry is then never
+    // written again without the user asking.
+    static constexpr const char* kAutostartDecidedKey = "autostart.decided";
 
     // The user's settings file.
     AppSettings();
@@ -48,6 +56,8 @@ public:
     // The service base URL without a trailing slash; empty when unset.
     std::string serviceUrl() const;
     void setServiceUrl(const std::string& url);
+    // The content host without a trailing slash: kContentUrlKey, else serviceUrl().
+    std::string contentUrl() const;
 
     // Flushes pending writes so another process sees them at once.
     void sync();

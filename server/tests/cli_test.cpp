@@ -76,6 +76,7 @@ TEST_F(CliTest, LessonImportValidatesTheFeed) {
                      std::string(TALVO_SERVER_SOURCE_DIR) + "/lessons/classical_medicine.json"});
     ASSERT_EQ(ok.code, 0) << ok.err;
     EXPECT_THAT(run({"lessons", "list"}).out, HasSubstr("六淫"));
+    const size_t starter = openStorage(url, 1)->lessons().size();
 
     auto importText = [&](const std::string& text) {
         std::ofstream(dir.file("feed.json")) << text;
@@ -93,7 +94,7 @@ TEST_F(CliTest, LessonImportValidatesTheFeed) {
     EXPECT_THAT(twice.err, HasSubstr("used twice"));
     EXPECT_EQ(importText("\xff not json").code, 1);
     EXPECT_EQ(run({"lessons", "import", dir.file("absent.json")}).code, 1);
-    EXPECT_EQ(openStorage(url, 1)->lessons().size(), 4u);  // failed imports changed nothing
+    EXPECT_EQ(openStorage(url, 1)->lessons().size(), starter);  // failed imports changed nothing
 }
 
 TEST_F(CliTest, PendingPassagesCanBeTranslatedByHand) {

@@ -1,0 +1,200 @@
+#!/usr/bin/env bash
+# The study side of the desktop program on a real X server: a fresh deck
+# studied with the keyboard, the profile and the quiz, lessons fetched from a
+# real talvo-server and added to the queue, the popup writing a character,
+# then a deck after a week of daily study. Saves screenshots into ARTIFACTS.
+#
+# usage: study_windows.sh TALVO SERVER SEED_DECK TEST_TARGET DICT LESSONS_JSON ARTIFACTS
+# exit: 0 passed, 1 failed, 77 skipped (tools missing)
+set -uo pipefail
+
+talvo=$1
+server=$2
+seed=$3
+target=$4
+dict=$5
+lessons=$6
+artifacts=$7
+
+for tool in Xvfb xdotool trayer import sqlite3; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "SKIP: $tool is not installed"
+        exit 77
+    fi
+done
+[[ -f $dict ]] || { echo "FAIL: no dictionary at $dict"; exit 1; }
+mkdir -p "$artifacts"
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for p in "${pids[@]}"; do
+        kill "$p" 2>/dev/null
+    done
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAIL: $*"
+    import -window root "$artifacts/study-failure.png" 2>/dev/null
+    for log in "$work"/*.log; do
+        echo "--- $(basename "$log")"
+        tail -n 20 "$log"
+    done
+    exit 1
+}
+step() { echo "== $*"; }
+wait_window() {
+    local id
+    for _ in $(seq 80); do
+        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
+        if [[ -n $id ]]; then
+            echo "$id"
+            return 0
+        fi
+        sleep 0.1
+    done
+    return 1
+}
+# Waits up to 8 s for an SQL count to reach a value.
+wait_count() {  # SQL EXPECTED
+    local got
+    for _ in $(seq 80); do
+        got=$(sqlite3 "$study" "$1" 2>/dev/null)
+        [[ $got == "$2" ]] && return 0
+        sleep 0.1
+    done
+    echo "($1 gave '$got', wanted $2)"
+    return 1
+}
+shot() {  # WINDOW FILE
+    sleep 0.4
+    import -window "$1" "$artifacts/$2"
+}
+# Opens a window through the running program and brings it to the front.
+open_window() {  # NAME TITLE_REGEX
+    "$talvo" --open "$1" >/dev/null 2>&1
+    local id
+    id=$(wait_window "$2") || return 1
+    xdotool windowactivate --sync "$id" 2>/dev/null || xdotool windowfocus --sync "$id"
+    echo "$id"
+}
+start_talvo() {
+    "$talvo" >"$work/talvo-$1.log" 2>&1 &
+    talvo_pid=$!
+    pids+=($talvo_pid)
+    for _ in $(seq 100); do
+        "$talvo" --ping >/dev/null 2>&1 && return 0
+        sleep 0.1
+    done
+    fail "talvo did not get ready"
+}
+stop_talvo() {
+    kill "$talvo_pid"
+    wait "$talvo_pid" 2>/dev/null
+}
+
+export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
+export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict QT_QPA_PLATFORM=xcb
+mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR" "$XDG_CONFIG_HOME/Mirelo"
+chmod 700 "$XDG_RUNTIME_DIR"
+unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM TALVO_CONFIG
+study=$XDG_DATA_HOME/Mirelo/study.sqlite
+
+step "a server with the starter lessons"
+"$server" --db "sqlite:$work/server.sqlite" lessons import "$lessons" >"$work/import.log" 2>&1 ||
+    fail "lessons import failed"
+port=$((20000 + RANDOM % 20000))
+"$server" --db "sqlite:$work/server.sqlite" serve --listen "127.0.0.1:$port" >"$work/server.log" 2>&1 &
+pids+=($!)
+printf '[General]\nservice.baseURL=http://127.0.0.1:%s\n' "$port" >"$XDG_CONFIG_HOME/Mirelo/Talvo.conf"
+
+step "X server and tray"
+Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
+pids+=($!)
+for _ in $(seq 100); do
+    [[ -s $work/display ]] && break
+    sleep 0.05
+done
+[[ -s $work/display ]] || fail "Xvfb did not start"
+export DISPLAY=":$(head -n 1 "$work/display")"
+trayer --edge top --align right --widthtype request --height 28 --SetDockType true \
+    --transparent false --tint 0xd8cbab >"$work/trayer.log" 2>&1 &
+pids+=($!)
+
+start_talvo fresh
+
+step "a fresh deck: 2 picks the second reading, 2 again grades hard"
+win=$(open_window study 'Học hôm nay') || fail "the study window did not open"
+shot "$win" study-fresh-front.png
+xdotool key 2
+shot "$win" study-fresh-picked.png
+xdotool key 2
+wait_count "SELECT COUNT(*) FROM review_log WHERE rating=2" 1 || fail "key 2 did not grade hard"
+step "Space reveals, Space grades good"
+xdotool key space
+shot "$win" study-fresh-revealed.png
+xdotool key space
+wait_count "SELECT COUNT(*) FROM review_log WHERE rating=3" 1 || fail "Space did not grade good"
+step "Alt+1 is not the window's"
+xdotool key alt+1
+sleep 0.3
+wait_count "SELECT COUNT(*) FROM review_log" 2 || fail "Alt+1 graded a card"
+
+step "the profile and a quiz"
+win=$(open_window profile 'Hồ sơ học tập') || fail "the profile did not open"
+shot "$win" profile-fresh.png
+win=$(open_window quiz 'Kiểm tra') || fail "the quiz did not open"
+shot "$win" quiz-picker.png
+
+step "lessons from the server; adding one puts its cards in the deck"
+win=$(open_window lessons 'Lộ trình học') || fail "the lessons window did not open"
+sleep 1
+shot "$win" lessons.png
+before=$(sqlite3 "$study" "SELECT COUNT(*) FROM card WHERE source='lesson'")
+[[ $before == 0 ]] || fail "lesson cards before adding: $before"
+# Tab through the window until an add button has the focus, pressing it.
+added=0
+for _ in $(seq 12); do
+    xdotool key --delay 80 Tab space
+    sleep 0.2
+    added=$(sqlite3 "$study" "SELECT COUNT(*) FROM card WHERE source='lesson'")
+    [[ $added != 0 ]] && break
+done
+[[ $added != 0 ]] || fail "adding a lesson added no cards"
+shot "$win" lessons-added.png
+echo "   $added lesson cards added"
+
+step "the popup writes a single character"
+"$target" window "數" primary >"$work/target.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do
+    grep -q ready "$work/target.log" 2>/dev/null && break
+    sleep 0.05
+done
+twin=$(wait_window '^talvo-test-target$') || fail "no target window"
+xdotool windowfocus --sync "$twin"
+sleep 1.2
+xdotool key alt+d
+popup=$(wait_window '^Talvo — 數') || fail "no popup for 數"
+sleep 0.6
+import -window root "$artifacts/popup-strokes-playing.png"
+sleep 4
+import -window root "$artifacts/popup-strokes-done.png"
+xdotool key Escape
+stop_talvo
+
+step "a deck after a week of daily study"
+rm -f "$study"
+"$seed" "$study" "$dict" 7 >"$work/seed.log" 2>&1 || fail "seeding failed"
+start_talvo week
+win=$(open_window profile 'Hồ sơ học tập') || fail "the profile did not open"
+shot "$win" profile-week.png
+earned=$(sqlite3 "$study" "SELECT COUNT(*) FROM badge")
+[[ $earned -ge 2 ]] || fail "a week of study earned $earned badges"
+win=$(open_window study 'Học hôm nay') || fail "the study window did not open"
+shot "$win" study-week.png
+kill -0 "$talvo_pid" || fail "talvo ended"
+echo "PASS (screenshots in $artifacts)"

@@ -15,26 +15,7 @@ build=$1
 cmake=$2
 id=$3
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for p in "${pids[@]}"; do
-        kill "$p" 2>/dev/null
-    done
-    wait 2>/dev/null
-    rm -rf "$work"
-}
-trap cleanup EXIT
-fail() {
-    echo "FAIL: $*"
-    for log in "$work"/*.log; do
-        [[ -f $log ]] || continue
-        echo "--- $(basename "$log")"
-        tail -n 20 "$log"
-    done
-    exit 1
-}
-step() { echo "== $*"; }
+source "$(dirname "$0")/../../app/tests/x11/session.sh"
 
 home=$work/home
 prefix=$home/.local
@@ -121,29 +102,14 @@ for tool in Xvfb xdotool xclip trayer; do
     fi
 done
 step "X server and tray"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
-pids+=($!)
-for _ in $(seq 100); do
-    [[ -s $work/display ]] && break
-    sleep 0.05
-done
-[[ -s $work/display ]] || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")" QT_QPA_PLATFORM=xcb
-trayer --edge top --align right --widthtype request --height 28 --SetDockType true \
-    --transparent false >"$work/trayer.log" 2>&1 &
-pids+=($!)
+start_x_with_tray 1280x800x24
+export QT_QPA_PLATFORM=xcb
 
 step "talvo starts from the desktop entry's Exec"
 exec_line=$(sed -n 's/^Exec=//p' "$desktop" | head -n 1)
 eval "set -- $exec_line"
-"$@" >"$work/talvo.log" 2>&1 &
-talvo_pid=$!
-pids+=($talvo_pid)
-for _ in $(seq 100); do
-    "$prefix/bin/talvo" --ping >/dev/null 2>&1 && break
-    sleep 0.1
-done
-"$prefix/bin/talvo" --ping >/dev/null 2>&1 || fail "talvo did not get ready"
+start_until_ready "$1" "$work/talvo.log" "${@:2}"
+talvo_pid=$ready_pid
 
 step "the first run turned start at login on"
 entry=$XDG_CONFIG_HOME/autostart/$id.desktop

@@ -25,39 +25,8 @@ done
 [[ -f $dict ]] || { echo "FAIL: no dictionary at $dict"; exit 1; }
 mkdir -p "$artifacts"
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for p in "${pids[@]}"; do
-        kill "$p" 2>/dev/null
-    done
-    wait 2>/dev/null
-    rm -rf "$work"
-}
-trap cleanup EXIT
+source "$(dirname "$0")/session.sh"
 
-fail() {
-    echo "FAIL: $*"
-    import -window root "$artifacts/study-failure.png" 2>/dev/null
-    for log in "$work"/*.log; do
-        echo "--- $(basename "$log")"
-        tail -n 20 "$log"
-    done
-    exit 1
-}
-step() { echo "== $*"; }
-wait_window() {
-    local id
-    for _ in $(seq 80); do
-        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
-        if [[ -n $id ]]; then
-            echo "$id"
-            return 0
-        fi
-        sleep 0.1
-    done
-    return 1
-}
 # Waits up to 8 s for an SQL count to reach a value.
 wait_count() {  # SQL EXPECTED
     local got
@@ -79,17 +48,12 @@ open_window() {  # NAME TITLE_REGEX
     local id
     id=$(wait_window "$2") || return 1
     xdotool windowactivate --sync "$id" 2>/dev/null || xdotool windowfocus --sync "$id"
+    sleep 0.3
     echo "$id"
 }
 start_talvo() {
-    "$talvo" >"$work/talvo-$1.log" 2>&1 &
-    talvo_pid=$!
-    pids+=($talvo_pid)
-    for _ in $(seq 100); do
-        "$talvo" --ping >/dev/null 2>&1 && return 0
-        sleep 0.1
-    done
-    fail "talvo did not get ready"
+    start_until_ready "$talvo" "$work/talvo-$1.log"
+    talvo_pid=$ready_pid
 }
 stop_talvo() {
     kill "$talvo_pid"
@@ -112,17 +76,7 @@ pids+=($!)
 printf '[General]\nservice.baseURL=http://127.0.0.1:%s\n' "$port" >"$XDG_CONFIG_HOME/Mirelo/Talvo.conf"
 
 step "X server and tray"
-Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
-pids+=($!)
-for _ in $(seq 100); do
-    [[ -s $work/display ]] && break
-    sleep 0.05
-done
-[[ -s $work/display ]] || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-trayer --edge top --align right --widthtype request --height 28 --SetDockType true \
-    --transparent false --tint 0xd8cbab >"$work/trayer.log" 2>&1 &
-pids+=($!)
+start_x_with_tray 1280x900x24
 
 start_talvo fresh
 
@@ -170,10 +124,7 @@ echo "   $added lesson cards added"
 step "the popup writes a single character"
 "$target" window "數" primary >"$work/target.log" 2>&1 &
 pids+=($!)
-for _ in $(seq 100); do
-    grep -q ready "$work/target.log" 2>/dev/null && break
-    sleep 0.05
-done
+wait_line "$work/target.log" ready || fail "target window did not start"
 twin=$(wait_window '^talvo-test-target$') || fail "no target window"
 xdotool windowfocus --sync "$twin"
 sleep 1.2

@@ -26,57 +26,7 @@ if [[ ! -f $dict ]]; then
 fi
 mkdir -p "$artifacts"
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for p in "${pids[@]}"; do
-        kill "$p" 2>/dev/null
-    done
-    wait 2>/dev/null
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-fail() {
-    echo "FAIL: $*"
-    import -window root "$artifacts/failure.png" 2>/dev/null
-    for log in "$work"/*.log; do
-        echo "--- $(basename "$log")"
-        tail -n 20 "$log"
-    done
-    exit 1
-}
-step() { echo "== $*"; }
-
-# Waits up to 6 s for a visible window whose name matches; prints its id.
-wait_window() {
-    local id
-    for _ in $(seq 60); do
-        id=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
-        if [[ -n $id ]]; then
-            echo "$id"
-            return 0
-        fi
-        sleep 0.1
-    done
-    return 1
-}
-wait_gone() {
-    for _ in $(seq 60); do
-        if ! xdotool search --onlyvisible --name "$1" >/dev/null 2>&1; then
-            return 0
-        fi
-        sleep 0.1
-    done
-    return 1
-}
-wait_line() {  # FILE TEXT
-    for _ in $(seq 100); do
-        grep -q "$2" "$1" 2>/dev/null && return 0
-        sleep 0.05
-    done
-    return 1
-}
+source "$(dirname "$0")/session.sh"
 
 # Everything the program keeps goes into the scratch folder.
 export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
@@ -86,17 +36,7 @@ chmod 700 "$XDG_RUNTIME_DIR"
 unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM
 
 step "X server and tray"
-Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
-pids+=($!)
-for _ in $(seq 100); do
-    [[ -s $work/display ]] && break
-    sleep 0.05
-done
-[[ -s $work/display ]] || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-trayer --edge top --align right --widthtype request --height 28 --SetDockType true \
-    --transparent false --tint 0xd8cbab >"$work/trayer.log" 2>&1 &
-pids+=($!)
+start_x_with_tray 1280x800x24
 
 step "another application owns the clipboard and has 傷寒論 selected"
 "$target" own-clipboard >"$work/clipboard.log" 2>&1 &
@@ -108,14 +48,8 @@ pids+=($target1)
 wait_line "$work/target1.log" ready || fail "target window did not start"
 
 step "talvo starts"
-"$talvo" >"$work/talvo.log" 2>&1 &
-talvo_pid=$!
-pids+=($talvo_pid)
-for _ in $(seq 100); do
-    "$talvo" --ping >/dev/null 2>&1 && break
-    sleep 0.1
-done
-"$talvo" --ping >/dev/null 2>&1 || fail "talvo did not get ready"
+start_until_ready "$talvo" "$work/talvo.log"
+talvo_pid=$ready_pid
 
 step "Alt+D over the PRIMARY selection"
 win=$(wait_window '^talvo-test-target$') || fail "no target window"
@@ -138,10 +72,13 @@ xdotool windowfocus --sync "$win"
 xdotool key alt+d
 popup=$(wait_window '^Talvo — 傷寒論') || fail "no popup for the second press"
 # Focus order from the card: close, copy ×3, translate, add to study, then
-# each row's reading editor.
-xdotool key --delay 30 Tab Tab Tab Tab Tab Tab space
-xdotool key --delay 30 Tab Tab Tab space
-sleep 0.2
+# each row's reading editor. Each press waits for the last one's effect on
+# a loaded machine.
+sleep 0.4
+xdotool key --delay 80 Tab Tab Tab Tab Tab Tab space
+sleep 0.4
+xdotool key --delay 80 Tab Tab Tab space
+sleep 0.5
 xdotool type --delay 40 "luân"
 sleep 0.3
 import -window root "$artifacts/popup-editing.png"
@@ -270,13 +207,8 @@ sed -i -e 's/^hotkey.keyCode=.*/hotkey.keyCode=2/' -e 's/^hotkey.carbonModifiers
 "$target" grab-alt-d >"$work/grabber.log" 2>&1 &
 pids+=($!)
 wait_line "$work/grabber.log" ready || fail "the grabbing program did not start"
-"$talvo" >"$work/talvo3.log" 2>&1 &
-talvo_pid=$!
-pids+=($talvo_pid)
-for _ in $(seq 100); do
-    "$talvo" --ping >/dev/null 2>&1 && break
-    sleep 0.1
-done
+start_until_ready "$talvo" "$work/talvo3.log"
+talvo_pid=$ready_pid
 xdotool windowfocus --sync "$win"
 xdotool key alt+d
 wait_line "$work/grabber.log" grabbed || fail "the other program did not get Alt+D"

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include "lesson_feed.h"
@@ -96,6 +98,7 @@ ApiService::ApiService(Storage& storage, ApiOptions options, Clock clock, Logger
           {"/api/study/sync", "POST", m_options.maxSyncBody, &m_options.syncLimit,
            &ApiService::sync},
           {"/api/study/lessons", "GET", 0, &m_options.readLimit, &ApiService::lessons},
+          {kStrokesPath, "GET", 0, &m_options.contentLimit, &ApiService::strokes},
           {"/api/tm/translate", "POST", m_options.maxSmallBody, &m_options.translateLimit,
            &ApiService::translate},
           {"/api/stats/event", "POST", m_options.maxSmallBody, &m_options.statsLimit,
@@ -155,7 +158,10 @@ void ApiService::install(httplib::Server& server) {
 
 size_t ApiService::routeOf(const std::string& path) const {
     for (size_t i = 0; i < m_routes.size(); ++i) {
-        if (m_routes[i].path == path) {
+        const std::string& p = m_routes[i].path;
+        // A path ending in "/" is a folder: everything under it is its route.
+        bool folder = !p.empty() && p.back() == '/';
+        if (folder ? path.size() > p.size() && path.compare(0, p.size(), p) == 0 : p == path) {
             return i;
         }
     }
@@ -303,6 +309,32 @@ void ApiService::lessons(const httplib::Request&, httplib::Response& res, Contex
     std::vector<StoredLesson> all = m_storage.lessons();
     ctx.fields = {{"lessons", all.size()}};
     setJson(res, 200, feedBody(all));
+}
+
+void ApiService::strokes(const httplib::Request& req, httplib::Response& res, Context& ctx) {
+    // httplib has already decoded the %XX escapes. Only "<one character>.json"
+    // names a file, so no path can climb out of the folder.
+    std::string_view name = std::string_view(req.path).substr(std::string_view(kStrokesPath).size());
+    constexpr std::string_view kExt = ".json";
+    if (m_options.strokesDir.empty() || name.size() <= kExt.size() ||
+        name.substr(name.size() - kExt.size()) != kExt) {
+        throw HttpError(404, "no stroke data");
+    }
+    std::string_view ch = name.substr(0, name.size() - kExt.size());
+    auto leadBytes = std::count_if(ch.begin(), ch.end(),
+                                   [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+    if (!text::isValidUtf8(ch) || leadBytes != 1 || static_cast<unsigned char>(ch.front()) < 0x80) {
+        throw HttpError(404, "no stroke data");
+    }
+    std::filesystem::path file = std::filesystem::path(m_options.strokesDir) / std::string(name);
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        throw HttpError(404, "no stroke data");
+    }
+    std::string body((std::istreambuf_iterator<char>(in)), {});
+    ctx.fields = {{"bytes", body.size()}};
+    res.set_header("Cache-Control", "public, max-age=86400");
+    setJson(res, 200, std::move(body));
 }
 
 void ApiService::translate(const httplib::Request& req, httplib::Response& res, Context& ctx) {

@@ -16,6 +16,9 @@
 
 namespace talvo::server {
 
+// Where desktop copies fetch the stroke data of a character they lack.
+inline constexpr const char* kStrokesPath = "/npm/hanzi-writer-data@2.0/";
+
 struct ApiOptions {
     size_t maxSyncBody = 8 << 20;    // a full batch of 500 cards + 500 logs is ~0.3 MB
     size_t maxSmallBody = 64 << 10;  // every other route
@@ -27,6 +30,10 @@ struct ApiOptions {
     RateLimit readLimit{5, 60};
     int64_t maxQueue = 10000;       // passages waiting for a translation
     size_t maxPassageBytes = 4000;  // translate and lookup reports
+    // Per-character stroke files (<char>.json) served under kStrokesPath for
+    // desktop copies that lack one; empty: that route answers 404.
+    std::string strokesDir;
+    RateLimit contentLimit{20, 200};
 };
 
 // The HTTP API: routing, input limits, authentication, rate limits, the
@@ -35,7 +42,7 @@ struct ApiOptions {
 //
 // Routes: POST /api/study/sync (bearer token), GET /api/study/lessons,
 // POST /api/tm/translate, POST /api/stats/event, POST /api/stats/lookup,
-// GET /healthz, GET /metrics. Every error answers {"error": "..."}: 400
+// GET /npm/hanzi-writer-data@2.0/<char>.json, GET /healthz, GET /metrics. Every error answers {"error": "..."}: 400
 // undecodable body, 401 missing or bad token, 404 unknown path, 405 wrong
 // method, 413 body or passage too large, 429 too many requests, 503 storage
 // failing or translation queue full, 500 anything unforeseen.
@@ -69,6 +76,7 @@ class ApiService {
 
     void sync(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void lessons(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void strokes(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void translate(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void statsEvent(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void statsLookup(const httplib::Request& req, httplib::Response& res, Context& ctx);

@@ -1,10 +1,12 @@
 #include "server_cli.h"
 
+#include <filesystem>
 #include <pthread.h>
 #include <signal.h>
 
 #include <atomic>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -28,6 +30,21 @@ namespace {
 
 constexpr const char* kDefaultDb = "sqlite:talvo-server.sqlite";
 constexpr size_t kMaxLessonFileBytes = 16 << 20;
+
+// TALVO_SERVER_STROKES, else the desktop program's stroke data when it is
+// installed beside this program (share/talvo/strokes), else none.
+std::string defaultStrokesDir(CliEnvironment& env) {
+    if (auto dir = env.getenv("TALVO_SERVER_STROKES")) {
+        return *dir;
+    }
+    std::error_code ec;
+    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (ec) {
+        return {};
+    }
+    std::filesystem::path dir = exe.parent_path().parent_path() / "share" / "talvo" / "strokes";
+    return std::filesystem::is_directory(dir, ec) ? dir.string() : std::string();
+}
 
 // Thrown for bad usage; the message goes to stderr with the usage hint.
 struct UsageError {
@@ -213,7 +230,9 @@ struct Cli {
             api.translateLimit = scaled(api.translateLimit, factor);
             api.statsLimit = scaled(api.statsLimit, factor);
             api.readLimit = scaled(api.readLimit, factor);
+            api.contentLimit = scaled(api.contentLimit, factor);
         }
+        api.strokesDir = o.take("--strokes").value_or(defaultStrokesDir(env));
         if (auto rows = o.take("--page-rows")) {
             api.pull.maxRows = static_cast<size_t>(intOption("--page-rows", *rows, 1, 100000));
         }
@@ -470,7 +489,7 @@ std::string usage() {
            "commands:\n"
            "  serve [--listen HOST:PORT] [--threads N] [--keep-alive SECONDS] [--db-pool N]\n"
            "        [--tls-cert PEM --tls-key PEM]\n"
-           "        [--mt-url URL] [--mt-model NAME] [--mt-key-env VAR]\n"
+           "        [--mt-url URL] [--mt-model NAME] [--mt-key-env VAR] [--strokes DIR]\n"
            "        [--log-level debug|info|warn|error] [--rate-scale F] [--page-rows N]\n"
            "  migrate                      bring the database schema up to date\n"
            "  user add NAME                create an account; prints its token once\n"

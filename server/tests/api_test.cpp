@@ -193,6 +193,49 @@ TEST_F(ApiTest, MetricsCountRequestsByRouteAndStatus) {
     EXPECT_THAT(server.logText(), testing::Not(HasSubstr(token)));
 }
 
+// The folder comes first among the bases, so it exists before the server.
+struct StrokesFolder {
+    StrokesFolder() {
+        std::ofstream(dir.file("永.json")) << R"({"strokes":["M 1 2 L 3 4 Z"],"medians":[[[1,2],[3,4]]]})";
+        std::ofstream(dir.file("secret.json")) << "{}";
+    }
+    TempDir dir;
+};
+
+class StrokesTest : protected StrokesFolder, public ApiTest {
+  protected:
+    static ApiOptions withStrokes(const std::string& dir) {
+        ApiOptions o = unlimited();
+        o.strokesDir = dir;
+        return o;
+    }
+    StrokesTest() : ApiTest(withStrokes(dir.path())) {}
+};
+
+TEST_F(StrokesTest, OneCharacterFileIsServedAndNothingElseIs) {
+    // The client's form: the character percent-encoded.
+    auto r = server.client().Get("/npm/hanzi-writer-data@2.0/%E6%B0%B8.json");
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->status, 200);
+    EXPECT_THAT(r->body, HasSubstr("\"medians\""));
+    EXPECT_EQ(r->get_header_value("Content-Type"), "application/json");
+    EXPECT_EQ(server.client().Get("/npm/hanzi-writer-data@2.0/永.json")->status, 200);
+
+    for (const char* path : {"/npm/hanzi-writer-data@2.0/%E6%B0%B4.json",  // no such file
+                             "/npm/hanzi-writer-data@2.0/secret.json",     // not one Hán character
+                             "/npm/hanzi-writer-data@2.0/..%2F..%2Fetc%2Fpasswd",
+                             "/npm/hanzi-writer-data@2.0/%2E%2E/%E6%B0%B8.json",
+                             "/npm/hanzi-writer-data@2.0/%FF.json",  // not UTF-8
+                             "/npm/hanzi-writer-data@2.0/"}) {
+        auto bad = server.client().Get(path);
+        ASSERT_TRUE(bad) << path;
+        EXPECT_EQ(error(bad).first, 404) << path;
+    }
+    EXPECT_EQ(error(post("/npm/hanzi-writer-data@2.0/%E6%B0%B8.json", "{}")).first, 405);
+    EXPECT_THAT(server.client().Get("/metrics")->body,
+                HasSubstr("route=\"/npm/hanzi-writer-data@2.0/\""));
+}
+
 class RateLimitTest : public ApiTest {
   protected:
     static ApiOptions tight() {

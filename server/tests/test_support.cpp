@@ -141,7 +141,7 @@ httplib::Client TestServer::client() const {
 
 ApiOptions unlimited() {
     ApiOptions o;
-    o.syncLimit = o.translateLimit = o.statsLimit = o.readLimit = RateLimit{};
+    o.syncLimit = o.translateLimit = o.statsLimit = o.readLimit = o.contentLimit = RateLimit{};
     return o;
 }
 

@@ -71,4 +71,20 @@ QString windowStyleSheet() {
              YDao::gold().name(), YDao::seal().name());
 }
 
+QString studyWindowStyleSheet(const QString& objectName) {
+    return windowStyleSheet() +
+           QStringLiteral(
+               "QWidget#%1 { background: %2; }"
+               "QScrollArea, QScrollArea > QWidget > QWidget { background: transparent;"
+               " border: none; }"
+               "QLabel[role=\"muted\"] { color: %4; }"
+               "QLabel[role=\"seal\"] { color: %5; }"
+               "QScrollBar:vertical { background: transparent; width: 8px; }"
+               "QScrollBar::handle:vertical { background: %3; border-radius: 4px;"
+               " min-height: 24px; }"
+               "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
+               .arg(objectName, YDao::paper().name(), YDao::line().name(), YDao::muted().name(),
+                    YDao::seal().name());
+}
+
 }  // namespace talvo::theme

@@ -44,6 +44,10 @@ QFont bodyFont(int pixelSize, bool bold = false);
 QString popupStyleSheet();
 // The style sheet of the program's windows (Settings).
 QString windowStyleSheet();
+// windowStyleSheet() plus what the study windows share: the paper background
+// of the window named `objectName`, transparent scroll areas with a slim bar,
+// and the "muted" and "seal" label roles.
+QString studyWindowStyleSheet(const QString& objectName);
 }  // namespace theme
 
 }  // namespace talvo

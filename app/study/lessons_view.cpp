@@ -56,27 +56,17 @@ QWidget* statePage(QVBoxLayout*& content) {
 }
 
 QString lessonsStyleSheet() {
-    return theme::windowStyleSheet() +
+    return theme::studyWindowStyleSheet(QStringLiteral("lessonsWindow")) +
            QStringLiteral(
-               "QWidget#lessonsWindow { background: %1; }"
-               "QFrame#lessonCard { background: %2; border: 1px solid %3; border-radius: 10px; }"
-               "QScrollArea, QScrollArea > QWidget > QWidget { background: transparent;"
-               " border: none; }"
-               "QLabel[role=\"muted\"] { color: %4; }"
-               "QLabel[role=\"seal\"] { color: %5; }"
-               "QLabel[role=\"complete\"] { color: %6; }"
-               "QWidget#banner { background: %2; border: 1px solid %3; border-radius: 6px; }"
-               "QPushButton[role=\"primary\"] { color: %5; }"
-               "QProgressBar { background: %2; border: 1px solid %3; border-radius: 3px;"
+               "QFrame#lessonCard { background: %1; border: 1px solid %2; border-radius: 10px; }"
+               "QLabel[role=\"complete\"] { color: %4; }"
+               "QWidget#banner { background: %1; border: 1px solid %2; border-radius: 6px; }"
+               "QPushButton[role=\"primary\"] { color: %3; }"
+               "QProgressBar { background: %1; border: 1px solid %2; border-radius: 3px;"
                " max-height: 6px; }"
-               "QProgressBar::chunk { background: %7; border-radius: 3px; }"
-               "QScrollBar:vertical { background: transparent; width: 8px; }"
-               "QScrollBar::handle:vertical { background: %3; border-radius: 4px;"
-               " min-height: 24px; }"
-               "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
-               .arg(YDao::paper().name(), YDao::card().name(), YDao::line().name(),
-                    YDao::muted().name(), YDao::seal().name(), YDao::jade().name(),
-                    YDao::gold().name());
+               "QProgressBar::chunk { background: %5; border-radius: 3px; }")
+               .arg(YDao::card().name(), YDao::line().name(), YDao::seal().name(),
+                    YDao::jade().name(), YDao::gold().name());
 }
 
 }  // namespace

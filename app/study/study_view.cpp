@@ -56,14 +56,9 @@ int frontPixelSize(const std::string& front) {
 }
 
 QString studyStyleSheet() {
-    return theme::windowStyleSheet() +
+    return theme::studyWindowStyleSheet(QStringLiteral("studyWindow")) +
            QStringLiteral(
-               "QWidget#studyWindow { background: %1; }"
                "QFrame#studyCard { background: %2; border: 1px solid %3; border-radius: 12px; }"
-               "QScrollArea, QScrollArea > QWidget > QWidget { background: transparent;"
-               " border: none; }"
-               "QLabel[role=\"muted\"] { color: %4; }"
-               "QLabel[role=\"seal\"] { color: %5; }"
                "QLabel[role=\"key\"] { color: %4; }"
                "QLabel#newMark { color: %5; border: 1px solid %5; border-radius: 9px;"
                " padding: 1px 9px; }"
@@ -78,11 +73,7 @@ QString studyStyleSheet() {
                "QPushButton[rating=\"1\"] QLabel#text { color: %5; }"
                "QPushButton[rating=\"2\"] QLabel#text { color: %7; }"
                "QPushButton[rating=\"3\"] QLabel#text { color: %6; }"
-               "QPushButton[role=\"reveal\"] { padding: 8px 14px; }"
-               "QScrollBar:vertical { background: transparent; width: 8px; }"
-               "QScrollBar::handle:vertical { background: %3; border-radius: 4px;"
-               " min-height: 24px; }"
-               "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
+               "QPushButton[role=\"reveal\"] { padding: 8px 14px; }")
                .arg(YDao::paper().name(), YDao::card().name(), YDao::line().name(),
                     YDao::muted().name(), YDao::seal().name(), YDao::jade().name(),
                     YDao::gold().name());

@@ -11,7 +11,6 @@
 #include <set>
 
 #include "cli_study.h"
-#include "lookup/dictionary_error.h"
 #include "lookup/dictionary_store.h"
 #include "progress/badges.h"
 #include "progress/profile_stats.h"
@@ -31,9 +30,6 @@ constexpr int64_t kMaxGoal = 10000;
 constexpr int kHeatmapRow = 30;  // cells per line of the heat map
 constexpr int kBadgeColumns = 3;
 constexpr size_t kBadgeCellWidth = 24;
-
-constexpr Tr kCannotOpenStudy{"Không mở được study.sqlite.", "無法開啟 study.sqlite。",
-                              "Could not open study.sqlite."};
 
 std::string dump(const json& j) {
     return j.dump(-1, ' ', false, json::error_handler_t::replace);
@@ -462,19 +458,8 @@ std::optional<std::string> progressUsageError(const std::string& command,
 }
 
 int runProgress(const ProgressOptions& o, DictionaryStore& dict, Environment& e) {
-    const std::string path = StudyStore::defaultPath(o.dataDir);
-    if (path.empty()) {
-        e.err << kCannotOpenStudy.pick(o.lang)
-              << " There is no data folder: set HOME, XDG_DATA_HOME or TALVO_DATA_DIR, or pass "
-                 "--data-dir.\n";
-        return kExitNoStudyDatabase;
-    }
-    std::unique_ptr<StudyStore> store;
-    try {
-        store = std::make_unique<StudyStore>(path, clockFor(o));
-    } catch (const DictionaryError& err) {
-        e.err << kCannotOpenStudy.pick(o.lang) << " " << path << ": " << err.what()
-              << "\nThe file was left as it is.\n";
+    std::unique_ptr<StudyStore> store = openStudyStore(o.dataDir, o.lang, clockFor(o), e);
+    if (!store) {
         return kExitNoStudyDatabase;
     }
     store->seedIfEmpty(dict);

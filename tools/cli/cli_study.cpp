@@ -544,20 +544,27 @@ std::optional<std::string> parseStudyTimeOption(const std::string& name, const s
     return std::nullopt;
 }
 
-int runStudy(const StudyOptions& o, DictionaryStore& dict, LookupService& lookup, Environment& e) {
-    const std::string path = StudyStore::defaultPath(o.dataDir);
+std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLanguage lang,
+                                           Clock clock, Environment& e) {
+    const std::string path = StudyStore::defaultPath(dataDir);
     if (path.empty()) {
-        e.err << kCannotOpenStudy.pick(o.lang)
+        e.err << kCannotOpenStudy.pick(lang)
               << " There is no data folder: set HOME, XDG_DATA_HOME or TALVO_DATA_DIR, or pass "
                  "--data-dir.\n";
-        return kExitNoStudyDatabase;
+        return nullptr;
     }
-    std::unique_ptr<StudyStore> store;
     try {
-        store = std::make_unique<StudyStore>(path, clockFor(o));
+        return std::make_unique<StudyStore>(path, std::move(clock));
     } catch (const DictionaryError& err) {
-        e.err << kCannotOpenStudy.pick(o.lang) << " " << path << ": " << err.what()
+        e.err << kCannotOpenStudy.pick(lang) << " " << path << ": " << err.what()
               << "\nThe file was left as it is.\n";
+        return nullptr;
+    }
+}
+
+int runStudy(const StudyOptions& o, DictionaryStore& dict, LookupService& lookup, Environment& e) {
+    std::unique_ptr<StudyStore> store = openStudyStore(o.dataDir, o.lang, clockFor(o), e);
+    if (!store) {
         return kExitNoStudyDatabase;
     }
     const std::string& cmd = o.operands[0];

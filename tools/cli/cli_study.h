@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,8 @@
 namespace talvo {
 class DictionaryStore;
 class LookupService;
+class StudyStore;
+struct Clock;
 }  // namespace talvo
 
 namespace talvo::cli {
@@ -33,6 +36,11 @@ std::optional<std::string> studyUsageError(const std::vector<std::string>& opera
 // decimal number in range.
 std::optional<std::string> parseStudyTimeOption(const std::string& name, const std::string& value,
                                                 std::optional<int64_t>& out);
+
+// Opens study.sqlite in `dataDir`; null after saying on e.err why it could
+// not (no data folder, or SQLite's reason; the file is left as it was).
+std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLanguage lang,
+                                           Clock clock, Environment& e);
 
 // Opens study.sqlite in the data folder (seeding it from the dictionary on
 // first use, as the application does) and runs one study command.

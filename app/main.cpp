@@ -2,17 +2,17 @@
 #include <QSystemTrayIcon>
 #include <filesystem>
 
-#include "controller/app_controller.h"
-#include "hotkey/hotkey_manager.h"
-#include "paths/app_paths.h"
-#include "platform/platform.h"
-#include "platform/shell/accessory_app.h"
-#include "settings/app_settings.h"
-#include "settings/settings_window.h"
-#include "shell/alerts.h"
-#include "shell/online_wiring.h"
-#include "shell/single_instance.h"
-#include "shell/start_at_login.h"
+#include "app/controller/app_controller.h"
+#include "app/hotkey/hotkey_manager.h"
+#include "app/platform/platform.h"
+#include "app/platform/shell/accessory_app.h"
+#include "app/settings/settings_window.h"
+#include "app/shell/alerts.h"
+#include "app/shell/online_wiring.h"
+#include "app/shell/single_instance.h"
+#include "app/shell/start_at_login.h"
+#include "core/paths/app_paths.h"
+#include "net/settings/app_settings.h"
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);

@@ -9,12 +9,12 @@
 #include <map>
 #include <random>
 
-#include "db/database.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/han_text_parser.h"
-#include "lookup/lookup_service.h"
-#include "lookup/override_store.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/han_text_parser.h"
+#include "core/lookup/lookup_service.h"
+#include "core/lookup/override_store.h"
+#include "core/text/unicode.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr int kChars = 10000;
 // About 1,500 distinct toned syllables, as in real Hán-Việt data, so that a
 // syllable has tens of candidate characters rather than hundreds.
 std::vector<std::string> makeSyllables() {
-    const char* onsets[] = {"b", "c", "ch", "d", "đ", "g", "h", "kh", "l", "m", "n",
+    const char* onsets[] = {"b",  "c",  "ch", "d",  "đ", "g", "h",  "kh", "l", "m", "n",
                             "ng", "nh", "ph", "qu", "s", "t", "th", "tr", "v", "x"};
     // Each rhyme's main vowel in its six tones.
     const char* vowels[][6] = {{"a", "à", "á", "ả", "ã", "ạ"}, {"ô", "ồ", "ố", "ổ", "ỗ", "ộ"},
@@ -70,9 +70,10 @@ struct Fixture {
         std::filesystem::create_directories(dir);
         {
             db::Database d(dictPath, db::Database::Mode::ReadWriteCreate);
-            d.exec("CREATE TABLE han_viet (char TEXT, am TEXT);"
-                   "CREATE TABLE vantiel (char TEXT, gloss TEXT, full TEXT);"
-                   "CREATE TABLE corpus_freq (char TEXT, n INTEGER);");
+            d.exec(
+                "CREATE TABLE han_viet (char TEXT, am TEXT);"
+                "CREATE TABLE vantiel (char TEXT, gloss TEXT, full TEXT);"
+                "CREATE TABLE corpus_freq (char TEXT, n INTEGER);");
             db::Transaction tx(d);
             db::Statement hv(d, "INSERT INTO han_viet VALUES (?, ?)");
             db::Statement vt(d, "INSERT INTO vantiel VALUES (?, ?, ?)");
@@ -91,10 +92,11 @@ struct Fixture {
                 cf.reset();
             }
             tx.commit();
-            d.exec("CREATE INDEX han_viet_char ON han_viet(char);"
-                   "CREATE INDEX han_viet_am ON han_viet(lower(am));"
-                   "CREATE INDEX vantiel_char ON vantiel(char);"
-                   "CREATE INDEX corpus_freq_char ON corpus_freq(char);");
+            d.exec(
+                "CREATE INDEX han_viet_char ON han_viet(char);"
+                "CREATE INDEX han_viet_am ON han_viet(lower(am));"
+                "CREATE INDEX vantiel_char ON vantiel(char);"
+                "CREATE INDEX corpus_freq_char ON corpus_freq(char);");
         }
         dict = std::make_unique<DictionaryStore>(dictPath);
         overrides = std::make_unique<OverrideStore>((dir / "overrides.sqlite").string());
@@ -113,7 +115,8 @@ Fixture& fixture() {
 // DictionaryStore does, which skips file locking and is the strictest floor.
 void rawPointQuery(benchmark::State& state, bool immutable) {
     sqlite3* db = nullptr;
-    std::string target = immutable ? "file:" + fixture().dictPath + "?immutable=1" : fixture().dictPath;
+    std::string target =
+        immutable ? "file:" + fixture().dictPath + "?immutable=1" : fixture().dictPath;
     sqlite3_open_v2(target.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     sqlite3_stmt* st = nullptr;
     sqlite3_prepare_v2(db, "SELECT am FROM han_viet WHERE char = ?", -1, &st, nullptr);
@@ -130,8 +133,12 @@ void rawPointQuery(benchmark::State& state, bool immutable) {
     sqlite3_close(db);
 }
 
-void BM_RawPointQueryFloor(benchmark::State& state) { rawPointQuery(state, false); }
-void BM_RawPointQueryImmutableFloor(benchmark::State& state) { rawPointQuery(state, true); }
+void BM_RawPointQueryFloor(benchmark::State& state) {
+    rawPointQuery(state, false);
+}
+void BM_RawPointQueryImmutableFloor(benchmark::State& state) {
+    rawPointQuery(state, true);
+}
 
 void BM_AnalyzeOneChar(benchmark::State& state) {
     LookupService& s = *fixture().service;
@@ -166,8 +173,8 @@ void BM_Reverse60(benchmark::State& state) {
 
 void BM_HanCharacters1MB(benchmark::State& state) {
     std::string text;
-    const std::string pieces[] = {"岐伯對曰：", "Hoàng Đế hỏi: ", "陰陽者，天地之道也。", "(note 12) ",
-                                  "脈之大要", "💊 "};
+    const std::string pieces[] = {"岐伯對曰：", "Hoàng Đế hỏi: ", "陰陽者，天地之道也。",
+                                  "(note 12) ", "脈之大要",       "💊 "};
     std::mt19937 rng(3);
     while (text.size() < (1u << 20)) {
         text += pieces[rng() % 6];
@@ -181,13 +188,19 @@ void BM_HanCharacters1MB(benchmark::State& state) {
 BENCHMARK(BM_RawPointQueryFloor)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_RawPointQueryImmutableFloor)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_AnalyzeOneChar)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_AnalyzePassage2000)->Unit(benchmark::kMillisecond)->Repetitions(3)->ReportAggregatesOnly(true);
+BENCHMARK(BM_AnalyzePassage2000)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true);
 BENCHMARK(BM_Reverse60)->Unit(benchmark::kMillisecond)->Repetitions(3)->ReportAggregatesOnly(true);
-BENCHMARK(BM_HanCharacters1MB)->Unit(benchmark::kMillisecond)->Repetitions(3)->ReportAggregatesOnly(true);
+BENCHMARK(BM_HanCharacters1MB)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true);
 
 // Prints the one figure Google Benchmark cannot: analyze against the floor.
 class RatioReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& r : runs) {
             if (r.aggregate_name == "median") {
@@ -213,7 +226,7 @@ public:
         }
     }
 
-private:
+  private:
     std::map<std::string, double> m_median;
 };
 

@@ -17,10 +17,10 @@
 #include <string>
 #include <vector>
 
-#include "db/database.h"
-#include "progress/quiz_model.h"
-#include "study/study_store.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/progress/quiz_model.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
 
 namespace {
 

@@ -19,12 +19,12 @@
 #include <sstream>
 #include <thread>
 
-#include "api_service.h"
-#include "http_server.h"
-#include "pg_pool.h"
-#include "storage.h"
-#include "token.h"
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
+#include "server/api_service.h"
+#include "server/http_server.h"
+#include "server/pg_pool.h"
+#include "server/storage.h"
+#include "server/token.h"
 
 namespace talvo::server {
 namespace {

@@ -9,12 +9,12 @@
 #include <memory>
 #include <random>
 
-#include "db/database.h"
-#include "lookup/dictionary_store.h"
-#include "study/fsrs.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/study/fsrs.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
 
 namespace {
 

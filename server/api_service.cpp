@@ -1,4 +1,4 @@
-#include "api_service.h"
+#include "server/api_service.h"
 
 #include <algorithm>
 #include <chrono>
@@ -7,13 +7,13 @@
 #include <fstream>
 #include <optional>
 
-#include "lesson_feed.h"
-#include "sync_batch.h"
-#include "text/unicode.h"
-#include "token.h"
-#include "wire/stats_records.h"
-#include "wire/sync_records.h"
-#include "wire/translate_records.h"
+#include "core/text/unicode.h"
+#include "core/wire/stats_records.h"
+#include "core/wire/sync_records.h"
+#include "core/wire/translate_records.h"
+#include "server/lesson_feed.h"
+#include "server/sync_batch.h"
+#include "server/token.h"
 
 namespace talvo::server {
 
@@ -314,15 +314,17 @@ void ApiService::lessons(const httplib::Request&, httplib::Response& res, Contex
 void ApiService::strokes(const httplib::Request& req, httplib::Response& res, Context& ctx) {
     // httplib has already decoded the %XX escapes. Only "<one character>.json"
     // names a file, so no path can climb out of the folder.
-    std::string_view name = std::string_view(req.path).substr(std::string_view(kStrokesPath).size());
+    std::string_view name =
+        std::string_view(req.path).substr(std::string_view(kStrokesPath).size());
     constexpr std::string_view kExt = ".json";
     if (m_options.strokesDir.empty() || name.size() <= kExt.size() ||
         name.substr(name.size() - kExt.size()) != kExt) {
         throw HttpError(404, "no stroke data");
     }
     std::string_view ch = name.substr(0, name.size() - kExt.size());
-    auto leadBytes = std::count_if(ch.begin(), ch.end(),
-                                   [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+    auto leadBytes = std::count_if(ch.begin(), ch.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    });
     if (!text::isValidUtf8(ch) || leadBytes != 1 || static_cast<unsigned char>(ch.front()) < 0x80) {
         throw HttpError(404, "no stroke data");
     }

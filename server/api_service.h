@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "http_error.h"
-#include "logger.h"
-#include "metrics.h"
-#include "rate_limiter.h"
-#include "storage.h"
-#include "study/day_clock.h"
-#include "task_pool.h"
+#include "core/study/day_clock.h"
+#include "server/http_error.h"
+#include "server/logger.h"
+#include "server/metrics.h"
+#include "server/rate_limiter.h"
+#include "server/storage.h"
+#include "server/task_pool.h"
 
 namespace talvo::server {
 
@@ -42,8 +42,8 @@ struct ApiOptions {
 //
 // Routes: POST /api/study/sync (bearer token), GET /api/study/lessons,
 // POST /api/tm/translate, POST /api/stats/event, POST /api/stats/lookup,
-// GET /npm/hanzi-writer-data@2.0/<char>.json, GET /healthz, GET /metrics. Every error answers {"error": "..."}: 400
-// undecodable body, 401 missing or bad token, 404 unknown path, 405 wrong
+// GET /npm/hanzi-writer-data@2.0/<char>.json, GET /healthz, GET /metrics. Every error answers
+// {"error": "..."}: 400 undecodable body, 401 missing or bad token, 404 unknown path, 405 wrong
 // method, 413 body or passage too large, 429 too many requests, 503 storage
 // failing or translation queue full, 500 anything unforeseen.
 class ApiService {

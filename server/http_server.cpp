@@ -1,4 +1,4 @@
-#include "http_server.h"
+#include "server/http_server.h"
 
 #include <sys/socket.h>
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "api_service.h"
-#include "task_pool.h"
+#include "server/api_service.h"
+#include "server/task_pool.h"
 
 namespace talvo::server {
 

@@ -1,9 +1,9 @@
-#include "lesson_feed.h"
+#include "server/lesson_feed.h"
 
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "wire/lessons_feed.h"
+#include "core/wire/lessons_feed.h"
 
 namespace talvo::server {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "storage.h"
+#include "server/storage.h"
 
 namespace talvo::server {
 

@@ -1,4 +1,4 @@
-#include "logger.h"
+#include "server/logger.h"
 
 #include <chrono>
 #include <cstdio>

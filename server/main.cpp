@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "server_cli.h"
+#include "server/server_cli.h"
 
 int main(int argc, char** argv) {
     talvo::server::CliEnvironment env{

@@ -1,4 +1,4 @@
-#include "metrics.h"
+#include "server/metrics.h"
 
 #include <sstream>
 

@@ -1,10 +1,10 @@
-#include "mt_client.h"
+#include "server/mt_client.h"
 
 #include <httplib.h>
 
 #include <nlohmann/json.hpp>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::server {
 

@@ -1,4 +1,4 @@
-#include "pg_pool.h"
+#include "server/pg_pool.h"
 
 #include <libpq-fe.h>
 

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "storage.h"
+#include "server/storage.h"
 
 struct pg_conn;
 struct pg_result;

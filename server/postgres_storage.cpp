@@ -1,10 +1,10 @@
-#include "postgres_storage.h"
+#include "server/postgres_storage.h"
 
 #include <nlohmann/json.hpp>
 
-#include "pg_pool.h"
-#include "sync_batch.h"
-#include "token.h"
+#include "server/pg_pool.h"
+#include "server/sync_batch.h"
+#include "server/token.h"
 
 namespace talvo::server {
 

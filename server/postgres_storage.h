@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "storage.h"
+#include "server/storage.h"
 
 namespace talvo::server {
 

@@ -1,4 +1,4 @@
-#include "rate_limiter.h"
+#include "server/rate_limiter.h"
 
 #include <algorithm>
 #include <functional>

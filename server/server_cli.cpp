@@ -1,8 +1,8 @@
-#include "server_cli.h"
+#include "server/server_cli.h"
 
-#include <filesystem>
 #include <pthread.h>
 #include <signal.h>
+#include <filesystem>
 
 #include <atomic>
 #include <charconv>
@@ -14,15 +14,15 @@
 #include <sstream>
 #include <thread>
 
-#include "api_service.h"
-#include "http_server.h"
-#include "lesson_feed.h"
-#include "logger.h"
-#include "mt_client.h"
-#include "storage.h"
-#include "text/unicode.h"
-#include "token.h"
-#include "translation_worker.h"
+#include "core/text/unicode.h"
+#include "server/api_service.h"
+#include "server/http_server.h"
+#include "server/lesson_feed.h"
+#include "server/logger.h"
+#include "server/mt_client.h"
+#include "server/storage.h"
+#include "server/token.h"
+#include "server/translation_worker.h"
 
 namespace talvo::server {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "study/day_clock.h"
+#include "core/study/day_clock.h"
 
 namespace talvo::server {
 

@@ -1,12 +1,12 @@
-#include "sqlite_storage.h"
+#include "server/sqlite_storage.h"
 
 #include <sqlite3.h>
 
 #include <string_view>
 
-#include "db/database.h"
-#include "sync_batch.h"
-#include "token.h"
+#include "core/db/database.h"
+#include "server/sync_batch.h"
+#include "server/token.h"
 
 namespace talvo::server {
 

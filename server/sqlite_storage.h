@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "storage.h"
+#include "server/storage.h"
 
 namespace talvo::db {
 class Database;

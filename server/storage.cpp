@@ -1,7 +1,7 @@
-#include "storage.h"
+#include "server/storage.h"
 
-#include "postgres_storage.h"
-#include "sqlite_storage.h"
+#include "server/postgres_storage.h"
+#include "server/sqlite_storage.h"
 
 namespace talvo::server {
 

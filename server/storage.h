@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
 
 namespace talvo::server {
 

@@ -1,11 +1,11 @@
-#include "sync_batch.h"
+#include "server/sync_batch.h"
 
 #include <algorithm>
 #include <cmath>
 #include <unordered_map>
 #include <unordered_set>
 
-#include "wire/sync_merge.h"
+#include "core/wire/sync_merge.h"
 
 namespace talvo::server {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "storage.h"
+#include "server/storage.h"
 
 namespace talvo::server {
 

@@ -1,4 +1,4 @@
-#include "task_pool.h"
+#include "server/task_pool.h"
 
 namespace talvo::server {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "storage.h"
+#include "server/storage.h"
 
 namespace talvo::server {
 

@@ -1,4 +1,4 @@
-#include "translation_worker.h"
+#include "server/translation_worker.h"
 
 #include <algorithm>
 #include <chrono>

@@ -5,10 +5,10 @@
 #include <mutex>
 #include <thread>
 
-#include "logger.h"
-#include "mt_client.h"
-#include "storage.h"
-#include "study/day_clock.h"
+#include "core/study/day_clock.h"
+#include "server/logger.h"
+#include "server/mt_client.h"
+#include "server/storage.h"
 
 namespace talvo::server {
 

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "lookup/lookup_result.h"
-#include "platform/platform.h"
-#include "selection/event_pump.h"
-#include "shell/online_hooks.h"
-#include "study/day_clock.h"
-#include "ui/hotkey_combo.h"
+#include "app/platform/platform.h"
+#include "app/selection/event_pump.h"
+#include "app/shell/online_hooks.h"
+#include "core/lookup/lookup_result.h"
+#include "core/study/day_clock.h"
+#include "core/ui/hotkey_combo.h"
 
 class QAction;
 class QMenu;

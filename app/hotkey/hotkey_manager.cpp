@@ -1,10 +1,10 @@
-#include "hotkey/hotkey_manager.h"
+#include "app/hotkey/hotkey_manager.h"
 
 #include <QMetaObject>
 #include <QPointer>
 
-#include "platform/hotkey/hotkey_backend.h"
-#include "settings/app_settings.h"
+#include "app/platform/hotkey/hotkey_backend.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

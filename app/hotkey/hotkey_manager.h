@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "ui/hotkey_combo.h"
+#include "core/ui/hotkey_combo.h"
 
 namespace talvo {
 

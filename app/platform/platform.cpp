@@ -1,27 +1,27 @@
-#include "platform/platform.h"
+#include "app/platform/platform.h"
 
 #include <QGuiApplication>
 
-#include "platform/hotkey/fake/fake_hotkey_backend.h"
-#include "platform/notifications/fake/fake_notifier.h"
-#include "platform/selection/fake/fake_selection_backend.h"
-#include "platform/trust/fake/fake_trust.h"
+#include "app/platform/hotkey/fake/fake_hotkey_backend.h"
+#include "app/platform/notifications/fake/fake_notifier.h"
+#include "app/platform/selection/fake/fake_selection_backend.h"
+#include "app/platform/trust/fake/fake_trust.h"
 
 #if defined(TALVO_PLATFORM_X11)
-#include "platform/hotkey/x11/x11_hotkey_backend.h"
-#include "platform/notifications/x11/freedesktop_notifier.h"
-#include "platform/selection/x11/x11_selection_backend.h"
-#include "platform/trust/always_trusted.h"
+#include "app/platform/hotkey/x11/x11_hotkey_backend.h"
+#include "app/platform/notifications/x11/freedesktop_notifier.h"
+#include "app/platform/selection/x11/x11_selection_backend.h"
+#include "app/platform/trust/always_trusted.h"
 #elif defined(TALVO_PLATFORM_MACOS)
-#include "platform/hotkey/macos/carbon_hotkey_backend.h"
-#include "platform/notifications/macos/user_notifications_notifier.h"
-#include "platform/selection/macos/macos_selection_backend.h"
-#include "platform/trust/macos/ax_trust.h"
+#include "app/platform/hotkey/macos/carbon_hotkey_backend.h"
+#include "app/platform/notifications/macos/user_notifications_notifier.h"
+#include "app/platform/selection/macos/macos_selection_backend.h"
+#include "app/platform/trust/macos/ax_trust.h"
 #elif defined(TALVO_PLATFORM_WINDOWS)
-#include "platform/hotkey/windows/win_hotkey_backend.h"
-#include "platform/notifications/windows/tray_notifier.h"
-#include "platform/selection/windows/win_selection_backend.h"
-#include "platform/trust/always_trusted.h"
+#include "app/platform/hotkey/windows/win_hotkey_backend.h"
+#include "app/platform/notifications/windows/tray_notifier.h"
+#include "app/platform/selection/windows/win_selection_backend.h"
+#include "app/platform/trust/always_trusted.h"
 #endif
 
 namespace talvo {

@@ -3,11 +3,11 @@
 #include <QString>
 #include <memory>
 
-#include "platform/hotkey/hotkey_backend.h"
-#include "platform/notifications/notifier.h"
-#include "platform/selection/selection_backend.h"
-#include "platform/trust/accessibility_trust.h"
-#include "selection/clipboard_access.h"
+#include "app/platform/clipboard_access.h"
+#include "app/platform/hotkey/hotkey_backend.h"
+#include "app/platform/notifications/notifier.h"
+#include "app/platform/selection/selection_backend.h"
+#include "app/platform/trust/accessibility_trust.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "popup/fitting_scroll_area.h"
+#include "app/popup/fitting_scroll_area.h"
 
 #include <QLayout>
 

@@ -1,4 +1,4 @@
-#include "popup/keyable_panel.h"
+#include "app/popup/keyable_panel.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -8,8 +8,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include "popup/theme.h"
-#include "ui/popup_geometry.h"
+#include "app/theme/theme.h"
+#include "core/ui/popup_geometry.h"
 
 namespace talvo {
 

@@ -1,14 +1,14 @@
-#include "popup/popup_controller.h"
+#include "app/popup/popup_controller.h"
 
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
 
-#include "platform/selection/selection_backend.h"
-#include "popup/reverse_popup_view.h"
-#include "selection/clipboard_access.h"
-#include "shell/localization.h"
-#include "ui/popup_geometry.h"
+#include "app/platform/clipboard_access.h"
+#include "app/platform/selection/selection_backend.h"
+#include "app/popup/reverse_popup_view.h"
+#include "app/shell/localization.h"
+#include "core/ui/popup_geometry.h"
 
 namespace talvo {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "lookup/lookup_result.h"
-#include "popup/keyable_panel.h"
-#include "popup/popup_view.h"
+#include "app/popup/keyable_panel.h"
+#include "app/popup/popup_view.h"
+#include "core/lookup/lookup_result.h"
 
 namespace talvo {
 

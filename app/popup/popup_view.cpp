@@ -1,4 +1,4 @@
-#include "popup/popup_view.h"
+#include "app/popup/popup_view.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -14,12 +14,12 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "l10n/localization.h"
-#include "popup/fitting_scroll_area.h"
-#include "popup/theme.h"
-#include "shell/localization.h"
-#include "text/unicode.h"
-#include "ui/lookup_text.h"
+#include "app/popup/fitting_scroll_area.h"
+#include "app/shell/localization.h"
+#include "app/theme/theme.h"
+#include "core/l10n/localization.h"
+#include "core/text/unicode.h"
+#include "core/ui/lookup_text.h"
 
 namespace talvo {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "lookup/lookup_result.h"
-#include "wire/translate_records.h"
+#include "core/lookup/lookup_result.h"
+#include "core/wire/translate_records.h"
 
 class QFrame;
 class QLabel;

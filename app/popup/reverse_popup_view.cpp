@@ -1,4 +1,4 @@
-#include "popup/reverse_popup_view.h"
+#include "app/popup/reverse_popup_view.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -9,10 +9,10 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "l10n/localization.h"
-#include "popup/fitting_scroll_area.h"
-#include "popup/theme.h"
-#include "shell/localization.h"
+#include "app/popup/fitting_scroll_area.h"
+#include "app/shell/localization.h"
+#include "app/theme/theme.h"
+#include "core/l10n/localization.h"
 
 namespace talvo {
 

@@ -3,7 +3,7 @@
 #include <QWidget>
 #include <functional>
 
-#include "lookup/lookup_result.h"
+#include "core/lookup/lookup_result.h"
 
 class QLabel;
 class QVBoxLayout;

@@ -1,13 +1,13 @@
-#include "progress/heatmap_widget.h"
+#include "app/progress/heatmap_widget.h"
 
 #include <QHelpEvent>
 #include <QPainter>
 #include <QToolTip>
 #include <algorithm>
 
-#include "popup/theme.h"
-#include "progress/profile_model.h"
-#include "progress/profile_stats.h"
+#include "app/progress/profile_model.h"
+#include "app/theme/theme.h"
+#include "core/progress/profile_stats.h"
 
 namespace talvo {
 
@@ -160,8 +160,8 @@ void HeatmapWidget::paintEvent(QPaintEvent*) {
     const int legendY = topMargin() + 7 * pitch + 3;
     const QString few = QStringLiteral("ít");
     const QString many = QStringLiteral("nhiều");
-    int x = leftMargin() + columns() * pitch - kGap - fm.horizontalAdvance(many) - 4 * (kCell - 3 + 3) - fm.horizontalAdvance(few) -
-            8;
+    int x = leftMargin() + columns() * pitch - kGap - fm.horizontalAdvance(many) -
+            4 * (kCell - 3 + 3) - fm.horizontalAdvance(few) - 8;
     p.setPen(YDao::muted());
     p.drawText(QPoint(x, legendY + fm.ascent()), few);
     x += fm.horizontalAdvance(few) + 4;

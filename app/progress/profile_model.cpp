@@ -1,4 +1,4 @@
-#include "progress/profile_model.h"
+#include "app/progress/profile_model.h"
 
 #include <QDateTime>
 #include <QStringList>

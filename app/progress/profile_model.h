@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "progress/profile_stats.h"
+#include "core/progress/profile_stats.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "progress/profile_view.h"
+#include "app/progress/profile_view.h"
 
 #include <QCloseEvent>
 #include <QComboBox>
@@ -13,11 +13,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "popup/theme.h"
-#include "progress/badges.h"
-#include "progress/heatmap_widget.h"
-#include "progress/profile_model.h"
-#include "progress/profile_stats.h"
+#include "app/progress/heatmap_widget.h"
+#include "app/progress/profile_model.h"
+#include "app/theme/theme.h"
+#include "core/progress/badges.h"
+#include "core/progress/profile_stats.h"
 
 namespace talvo {
 
@@ -145,9 +145,8 @@ ProfileView::ProfileView(ProfileModel& model, std::string zone, QWidget* parent)
 
     connect(m_study, &QPushButton::clicked, this, &ProfileView::studyRequested);
     connect(m_quiz, &QPushButton::clicked, this, &ProfileView::quizRequested);
-    connect(m_goalPicker, &QComboBox::activated, this, [this](int index) {
-        emit goalChosen(m_goalPicker->itemData(index).toLongLong());
-    });
+    connect(m_goalPicker, &QComboBox::activated, this,
+            [this](int index) { emit goalChosen(m_goalPicker->itemData(index).toLongLong()); });
     connect(&m_model, &ProfileModel::changed, this, &ProfileView::refresh);
     refresh();
 }
@@ -209,9 +208,9 @@ QWidget* ProfileView::buildStreakAndGoal() {
     m_freezes = label("freezes", theme::bodyFont(15));
     m_freezes->setTextFormat(Qt::RichText);
     m_freezeText = label("freezeText", theme::bodyFont(12), "muted");
-    const QString freezeHelp =
-        QStringLiteral("Mỗi 10 ngày của chuỗi dài nhất cho một lần đóng băng chuỗi, tối đa 2: "
-                       "một ngày nghỉ không làm mất chuỗi.");
+    const QString freezeHelp = QStringLiteral(
+        "Mỗi 10 ngày của chuỗi dài nhất cho một lần đóng băng chuỗi, tối đa 2: "
+        "một ngày nghỉ không làm mất chuỗi.");
     m_freezes->setToolTip(freezeHelp);
     m_freezeText->setToolTip(freezeHelp);
     streak->addWidget(glyph);
@@ -332,8 +331,9 @@ void ProfileView::fillGoalPicker(int64_t current) {
                                   QVariant::fromValue<qlonglong>(current));
             listed = true;
         }
-        m_goalPicker->addItem(QStringLiteral("%1 XP · %2").arg(c.xp).arg(QString::fromUtf8(c.label)),
-                              QVariant::fromValue<qlonglong>(c.xp));
+        m_goalPicker->addItem(
+            QStringLiteral("%1 XP · %2").arg(c.xp).arg(QString::fromUtf8(c.label)),
+            QVariant::fromValue<qlonglong>(c.xp));
         listed = listed || c.xp == current;
     }
     if (!listed) {
@@ -364,7 +364,8 @@ void ProfileView::refresh() {
     m_freezes->setText(QStringLiteral("<span style=\"color:%1\">%2</span>"
                                       "<span style=\"color:%3\">%4</span>")
                            .arg(YDao::jade().name(), QString(freezes, QChar(0x2744)),
-                                YDao::line().name(), QString(kMaxFreezes - freezes, QChar(0x2744))));
+                                YDao::line().name(),
+                                QString(kMaxFreezes - freezes, QChar(0x2744))));
     m_freezeText->setText(freezes == 0 ? QStringLiteral("chưa có lần đóng băng chuỗi")
                                        : QStringLiteral("%1 lần đóng băng chuỗi").arg(freezes));
 
@@ -380,9 +381,8 @@ void ProfileView::refresh() {
     m_totalReviews->setText(QString::number(s.totalReviews));
     m_learned->setText(QString::number(s.learned));
     m_retention->setText(profileview::retentionText(s.retention));
-    m_deckLine->setText(QStringLiteral("Bộ thẻ %1 chữ · nhớ vững (trên 21 ngày) %2")
-                            .arg(s.total)
-                            .arg(s.mastered));
+    m_deckLine->setText(
+        QStringLiteral("Bộ thẻ %1 chữ · nhớ vững (trên 21 ngày) %2").arg(s.total).arg(s.mastered));
 
     m_heatmap->setData(s.heatmap, m_model.today(), m_zone);
 

@@ -1,10 +1,10 @@
-#include "progress/profile_window_controller.h"
+#include "app/progress/profile_window_controller.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
-#include "progress/profile_view.h"
-#include "study/study_store.h"
+#include "app/progress/profile_view.h"
+#include "core/study/study_store.h"
 
 namespace talvo {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "progress/profile_model.h"
+#include "app/progress/profile_model.h"
 
 class QWidget;
 

@@ -1,4 +1,4 @@
-#include "progress/quiz_view.h"
+#include "app/progress/quiz_view.h"
 
 #include <QCloseEvent>
 #include <QGridLayout>
@@ -13,10 +13,10 @@
 #include <QVBoxLayout>
 #include <string_view>
 
-#include "popup/theme.h"
-#include "progress/badges.h"
-#include "progress/quiz_model.h"
-#include "progress/xp.h"
+#include "app/theme/theme.h"
+#include "core/progress/badges.h"
+#include "core/progress/quiz_model.h"
+#include "core/progress/xp.h"
 
 namespace talvo {
 
@@ -93,14 +93,15 @@ QPushButton* button(const char* name, const QString& text) {
     b->setObjectName(QString::fromLatin1(name));
     b->setAutoDefault(false);
     // Buttons take the platform's button face, not the window's, unless told.
-    b->setFont(theme::bodyFont(13, std::string_view(name) == "next" ||
-                                        std::string_view(name) == "again"));
+    b->setFont(
+        theme::bodyFont(13, std::string_view(name) == "next" || std::string_view(name) == "again"));
     return b;
 }
 
 }  // namespace
 
-QuizView::QuizView(QuizModel& model, QWidget* parent) : QWidget(parent, Qt::Window), m_model(model) {
+QuizView::QuizView(QuizModel& model, QWidget* parent)
+    : QWidget(parent, Qt::Window), m_model(model) {
     setObjectName(QStringLiteral("quizWindow"));
     setWindowTitle(QStringLiteral("Kiểm tra"));
     setAttribute(Qt::WA_StyledBackground);
@@ -447,11 +448,13 @@ void QuizView::renderResult() {
     }
     const int64_t score = m_model.score();
     const size_t count = m_model.questions().size();
-    m_resultHeading->setText(QStringLiteral("Kết quả · ") + qs(title(m_model.mode().value_or(
-                                                                 QuizMode::AmFromHan))));
+    m_resultHeading->setText(QStringLiteral("Kết quả · ") +
+                             qs(title(m_model.mode().value_or(QuizMode::AmFromHan))));
     m_resultScore->setText(QStringLiteral("%1/%2").arg(score).arg(count));
-    m_resultDetail->setText(
-        QStringLiteral("Đúng %1 trên %2 câu · +%3 XP").arg(score).arg(count).arg(score * XP::kQuizCorrect));
+    m_resultDetail->setText(QStringLiteral("Đúng %1 trên %2 câu · +%3 XP")
+                                .arg(score)
+                                .arg(count)
+                                .arg(score * XP::kQuizCorrect));
     QStringList badges;
     for (const std::string& code : m_model.newBadges()) {
         if (std::optional<BadgeDef> b = Badges::def(code)) {

@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "progress/quiz_mode.h"
+#include "core/progress/quiz_mode.h"
 
 class QLabel;
 class QLineEdit;

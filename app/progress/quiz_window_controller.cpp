@@ -1,10 +1,10 @@
-#include "progress/quiz_window_controller.h"
+#include "app/progress/quiz_window_controller.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
-#include "progress/quiz_view.h"
-#include "study/study_store.h"
+#include "app/progress/quiz_view.h"
+#include "core/study/study_store.h"
 
 namespace talvo {
 

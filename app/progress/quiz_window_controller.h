@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "progress/quiz_model.h"
+#include "core/progress/quiz_model.h"
 
 class QWidget;
 

@@ -1,4 +1,4 @@
-#include "selection/event_pump.h"
+#include "app/selection/event_pump.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
-#include "selection/selection_reader.h"
+#include "app/selection/selection_reader.h"
 
-#include "platform/selection/selection_backend.h"
-#include "selection/clipboard_access.h"
-#include "selection/event_pump.h"
+#include "app/platform/clipboard_access.h"
+#include "app/platform/selection/selection_backend.h"
+#include "app/selection/event_pump.h"
 
 namespace talvo {
 

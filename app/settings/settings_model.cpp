@@ -1,10 +1,10 @@
-#include "settings/settings_model.h"
+#include "app/settings/settings_model.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>
 
-#include "hotkey/qt_key_codes.h"
-#include "platform/hotkey/hotkey_backend.h"
+#include "app/platform/hotkey/hotkey_backend.h"
+#include "app/platform/qt_key_codes.h"
 
 namespace talvo {
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <optional>
 
-#include "ui/hotkey_combo.h"
+#include "core/ui/hotkey_combo.h"
 
 class QKeyEvent;
 

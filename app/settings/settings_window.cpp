@@ -1,4 +1,4 @@
-#include "settings/settings_window.h"
+#include "app/settings/settings_window.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -14,11 +14,11 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
-#include "l10n/localization.h"
-#include "popup/theme.h"
-#include "settings/app_settings.h"
-#include "shell/localization.h"
-#include "shell/start_at_login.h"
+#include "app/shell/localization.h"
+#include "app/shell/start_at_login.h"
+#include "app/theme/theme.h"
+#include "core/l10n/localization.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

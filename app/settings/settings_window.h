@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "settings/settings_model.h"
+#include "app/settings/settings_model.h"
 
 class QCheckBox;
 class QComboBox;

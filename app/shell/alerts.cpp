@@ -1,4 +1,4 @@
-#include "shell/alerts.h"
+#include "app/shell/alerts.h"
 
 #include <QMessageBox>
 

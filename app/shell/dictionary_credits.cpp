@@ -1,10 +1,10 @@
-#include "shell/dictionary_credits.h"
+#include "app/shell/dictionary_credits.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include "db/database.h"
+#include "core/db/database.h"
 
 namespace talvo {
 

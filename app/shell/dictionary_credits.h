@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/shell_texts.h"
+#include "core/ui/shell_texts.h"
 
 namespace talvo {
 

@@ -1,6 +1,6 @@
-#include "shell/localization.h"
+#include "app/shell/localization.h"
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

@@ -4,7 +4,7 @@
 #include <QString>
 #include <functional>
 
-#include "l10n/localization.h"
+#include "core/l10n/localization.h"
 
 namespace talvo {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "wire/translate_records.h"
+#include "core/wire/translate_records.h"
 
 namespace talvo {
 

@@ -1,13 +1,13 @@
-#include "shell/online_wiring.h"
+#include "app/shell/online_wiring.h"
 
 #include <chrono>
 
-#include "device/device_identity.h"
-#include "online/online_services.h"
-#include "settings/app_settings.h"
-#include "settings/token_store.h"
-#include "sync/study_sync_service.h"
-#include "translate/tm_service.h"
+#include "net/device/device_identity.h"
+#include "net/online/online_services.h"
+#include "net/settings/app_settings.h"
+#include "net/settings/token_store.h"
+#include "net/sync/study_sync_service.h"
+#include "net/translate/tm_service.h"
 
 namespace talvo {
 

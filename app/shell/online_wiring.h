@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "async/qt_executor.h"
-#include "shell/online_hooks.h"
+#include "app/shell/online_hooks.h"
+#include "net/async/qt_executor.h"
 
 namespace talvo {
 

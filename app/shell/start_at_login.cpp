@@ -1,8 +1,8 @@
-#include "shell/start_at_login.h"
+#include "app/shell/start_at_login.h"
 
 #include <filesystem>
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

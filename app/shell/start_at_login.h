@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "paths/app_paths.h"
-#include "paths/autostart_entry.h"
+#include "core/paths/app_paths.h"
+#include "core/paths/autostart_entry.h"
 
 namespace talvo {
 

@@ -1,8 +1,8 @@
-#include "shell/update_checker.h"
+#include "app/shell/update_checker.h"
 
 #include <QXmlStreamReader>
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

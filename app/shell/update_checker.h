@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "shell/online_hooks.h"
-#include "ui/shell_texts.h"
+#include "app/shell/online_hooks.h"
+#include "core/ui/shell_texts.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "stroke/stroke_data.h"
+#include "app/stroke/stroke_data.h"
 
 #include <nlohmann/json.hpp>
 

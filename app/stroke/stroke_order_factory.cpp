@@ -1,8 +1,8 @@
-#include "stroke/stroke_order_factory.h"
+#include "app/stroke/stroke_order_factory.h"
 
 #include <QPointer>
 
-#include "stroke/stroke_order_view.h"
+#include "app/stroke/stroke_order_view.h"
 
 namespace talvo {
 

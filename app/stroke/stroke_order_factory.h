@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "stroke/stroke_order_view.h"
-#include "stroke/stroke_source.h"
+#include "app/stroke/stroke_order_view.h"
+#include "app/stroke/stroke_source.h"
 
 namespace talvo {
 

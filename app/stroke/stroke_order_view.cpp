@@ -1,4 +1,4 @@
-#include "stroke/stroke_order_view.h"
+#include "app/stroke/stroke_order_view.h"
 
 #include <QAbstractAnimation>
 #include <QFontMetricsF>
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "popup/theme.h"
+#include "app/theme/theme.h"
 
 namespace talvo {
 

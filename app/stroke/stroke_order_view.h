@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "stroke/stroke_data.h"
-#include "stroke/stroke_timeline.h"
+#include "app/stroke/stroke_data.h"
+#include "app/stroke/stroke_timeline.h"
 
 class QAbstractAnimation;
 

@@ -1,4 +1,4 @@
-#include "stroke/stroke_source.h"
+#include "app/stroke/stroke_source.h"
 
 #include <deque>
 #include <filesystem>
@@ -7,8 +7,8 @@
 #include <sstream>
 #include <system_error>
 
-#include "online/online_config.h"
-#include "text/unicode.h"
+#include "core/text/unicode.h"
+#include "net/online/online_config.h"
 
 namespace talvo::stroke {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "stroke/stroke_data.h"
+#include "app/stroke/stroke_data.h"
 
 namespace talvo::stroke {
 

@@ -1,4 +1,4 @@
-#include "stroke/stroke_timeline.h"
+#include "app/stroke/stroke_timeline.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
-#include "study/keyed_button.h"
+#include "app/study/keyed_button.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 
-#include "popup/theme.h"
+#include "app/theme/theme.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "study/lessons_view.h"
+#include "app/study/lessons_view.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -8,9 +8,9 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
-#include "lessons/lessons_service.h"
-#include "popup/theme.h"
-#include "study/breakable_text.h"
+#include "app/study/breakable_text.h"
+#include "app/theme/theme.h"
+#include "net/lessons/lessons_service.h"
 
 namespace talvo {
 

@@ -1,10 +1,10 @@
-#include "study/lessons_window_controller.h"
+#include "app/study/lessons_window_controller.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
-#include "lessons/lessons_service.h"
-#include "study/lessons_view.h"
+#include "app/study/lessons_view.h"
+#include "net/lessons/lessons_service.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "study/study_keys.h"
+#include "app/study/study_keys.h"
 
 #include <QKeyEvent>
 

@@ -3,7 +3,7 @@
 #include <Qt>
 #include <QtGlobal>
 
-#include "study/study_session.h"
+#include "core/study/study_session.h"
 
 class QKeyEvent;
 

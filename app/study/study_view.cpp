@@ -1,4 +1,4 @@
-#include "study/study_view.h"
+#include "app/study/study_view.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -9,12 +9,12 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
-#include "popup/theme.h"
-#include "study/breakable_text.h"
-#include "study/keyed_button.h"
-#include "study/study_session.h"
-#include "study/study_texts.h"
-#include "text/unicode.h"
+#include "app/study/breakable_text.h"
+#include "app/study/keyed_button.h"
+#include "app/theme/theme.h"
+#include "core/study/study_session.h"
+#include "core/study/study_texts.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

@@ -7,8 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "l10n/localization.h"
-#include "study/rating.h"
+#include "core/l10n/localization.h"
+#include "core/study/rating.h"
 
 class QLabel;
 class QPushButton;

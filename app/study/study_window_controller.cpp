@@ -1,4 +1,4 @@
-#include "study/study_window_controller.h"
+#include "app/study/study_window_controller.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -6,10 +6,10 @@
 #include <QScreen>
 #include <QWindow>
 
-#include "shell/localization.h"
-#include "study/study_keys.h"
-#include "study/study_session.h"
-#include "study/study_view.h"
+#include "app/shell/localization.h"
+#include "app/study/study_keys.h"
+#include "app/study/study_view.h"
+#include "core/study/study_session.h"
 
 namespace talvo {
 

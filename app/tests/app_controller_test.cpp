@@ -8,21 +8,21 @@
 #include <QPushButton>
 #include <fstream>
 
-#include "app_fixture.h"
-#include "db/database.h"
-#include "hotkey/hotkey_manager.h"
-#include "lookup/lookup_service.h"
-#include "lookup/override_store.h"
-#include "popup/popup_controller.h"
-#include "popup/popup_view.h"
-#include "popup/reverse_popup_view.h"
-#include "progress/profile_window_controller.h"
-#include "progress/quiz_window_controller.h"
-#include "settings/settings_window.h"
-#include "shell/localization.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "study/study_window_controller.h"
+#include "app/hotkey/hotkey_manager.h"
+#include "app/popup/popup_controller.h"
+#include "app/popup/popup_view.h"
+#include "app/popup/reverse_popup_view.h"
+#include "app/progress/profile_window_controller.h"
+#include "app/progress/quiz_window_controller.h"
+#include "app/settings/settings_window.h"
+#include "app/shell/localization.h"
+#include "app/study/study_window_controller.h"
+#include "app/tests/app_fixture.h"
+#include "core/db/database.h"
+#include "core/lookup/lookup_service.h"
+#include "core/lookup/override_store.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -343,8 +343,8 @@ TEST(MenuTest, StudyWindowsKeepTheBadgeTheProfileAndTheSessionInStep) {
     c.profileWindow()->onQuiz();
     ASSERT_TRUE(c.quizWindow()->window());
     EXPECT_TRUE(c.quizWindow()->window()->isVisible());
-    for (QWidget* w : {c.studyWindow()->window(), c.profileWindow()->window(),
-                       c.quizWindow()->window()}) {
+    for (QWidget* w :
+         {c.studyWindow()->window(), c.profileWindow()->window(), c.quizWindow()->window()}) {
         w->close();
     }
 }

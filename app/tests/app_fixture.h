@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "controller/app_controller.h"
-#include "fake_pump.h"
-#include "fixture_dict.h"
-#include "platform/hotkey/fake/fake_hotkey_backend.h"
-#include "platform/notifications/fake/fake_notifier.h"
-#include "platform/selection/fake/fake_clipboard.h"
-#include "platform/selection/fake/fake_selection_backend.h"
-#include "platform/trust/fake/fake_trust.h"
-#include "settings/app_settings.h"
-#include "shell/alerts.h"
+#include "app/controller/app_controller.h"
+#include "app/platform/hotkey/fake/fake_hotkey_backend.h"
+#include "app/platform/notifications/fake/fake_notifier.h"
+#include "app/platform/selection/fake/fake_clipboard.h"
+#include "app/platform/selection/fake/fake_selection_backend.h"
+#include "app/platform/trust/fake/fake_trust.h"
+#include "app/shell/alerts.h"
+#include "app/tests/fake_pump.h"
+#include "core/tests/fixture_dict.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo::testing {
 

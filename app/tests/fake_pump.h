@@ -4,7 +4,7 @@
 #include <functional>
 #include <map>
 
-#include "selection/event_pump.h"
+#include "app/selection/event_pump.h"
 
 namespace talvo::testing {
 

@@ -8,17 +8,17 @@
 #include <QStackedWidget>
 #include <deque>
 
-#include "async/executor.h"
-#include "fixture_dict.h"
-#include "http/http_transport.h"
-#include "lessons/lessons_service.h"
-#include "online/online_config.h"
-#include "study/lessons_window_controller.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "study/study_window_controller.h"
-#include "study_test_util.h"
-#include "ui_input.h"
+#include "app/study/lessons_window_controller.h"
+#include "app/study/study_window_controller.h"
+#include "app/tests/ui_input.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "net/async/executor.h"
+#include "net/http/http_transport.h"
+#include "net/lessons/lessons_service.h"
+#include "net/online/online_config.h"
 
 using namespace talvo;
 using namespace talvo::testing;

@@ -9,14 +9,14 @@
 #include <QScreen>
 #include <QToolButton>
 
-#include "fixture_dict.h"
-#include "platform/selection/fake/fake_clipboard.h"
-#include "platform/selection/fake/fake_selection_backend.h"
-#include "popup/popup_controller.h"
-#include "popup/popup_view.h"
-#include "popup/reverse_popup_view.h"
-#include "settings/app_settings.h"
-#include "shell/localization.h"
+#include "app/platform/selection/fake/fake_clipboard.h"
+#include "app/platform/selection/fake/fake_selection_backend.h"
+#include "app/popup/popup_controller.h"
+#include "app/popup/popup_view.h"
+#include "app/popup/reverse_popup_view.h"
+#include "app/shell/localization.h"
+#include "core/tests/fixture_dict.h"
+#include "net/settings/app_settings.h"
 
 using namespace talvo;
 

@@ -15,15 +15,15 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "popup/theme.h"
-#include "progress/badges.h"
-#include "progress/heatmap_widget.h"
-#include "progress/profile_model.h"
-#include "progress/profile_window_controller.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
+#include "app/progress/heatmap_widget.h"
+#include "app/progress/profile_model.h"
+#include "app/progress/profile_window_controller.h"
+#include "app/theme/theme.h"
+#include "core/db/database.h"
+#include "core/progress/badges.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -86,7 +86,8 @@ QColor over(QColor top, double alpha, QColor bottom) {
 }
 
 void expectNear(const QColor& got, const QColor& want) {
-    EXPECT_NEAR(got.red(), want.red(), 2) << got.name().toStdString() << " vs " << want.name().toStdString();
+    EXPECT_NEAR(got.red(), want.red(), 2)
+        << got.name().toStdString() << " vs " << want.name().toStdString();
     EXPECT_NEAR(got.green(), want.green(), 2);
     EXPECT_NEAR(got.blue(), want.blue(), 2);
 }
@@ -147,13 +148,18 @@ TEST_F(ProfileWindowTest, ReviewedDeckShowsItsFiguresCalendarAndBadges) {
         insertCard(store->database(), uids[i], static_cast<int64_t>(i), 1, kToday + 2, "hàn");
     }
     // 12 reviews today, all good: a perfect day.
-    for (int i = 0; i < 12; ++i) review(uids[i % 4], kToday, 3);
+    for (int i = 0; i < 12; ++i)
+        review(uids[i % 4], kToday, 3);
     // Yesterday 7: four second reviews (three good, one again) and three easy first ones.
-    for (int rating : {3, 3, 3, 1}) review(uids[0], kToday - 1, rating, 2);
-    for (int i = 0; i < 3; ++i) review(uids[1], kToday - 1, 4);
-    for (int i = 0; i < 3; ++i) review(uids[2], kToday - 2, 2);
-    review(uids[3], kToday - 89, 3);                            // the calendar's first day
-    for (int i = 0; i < 5; ++i) review(uids[3], kToday - 90, 3);  // just before it
+    for (int rating : {3, 3, 3, 1})
+        review(uids[0], kToday - 1, rating, 2);
+    for (int i = 0; i < 3; ++i)
+        review(uids[1], kToday - 1, 4);
+    for (int i = 0; i < 3; ++i)
+        review(uids[2], kToday - 2, 2);
+    review(uids[3], kToday - 89, 3);  // the calendar's first day
+    for (int i = 0; i < 5; ++i)
+        review(uids[3], kToday - 90, 3);  // just before it
     store->setCfg("streak", "5");
     store->setCfg("best_streak", "12");
     store->setCfg("display_name", "Lan");
@@ -180,8 +186,10 @@ TEST_F(ProfileWindowTest, ReviewedDeckShowsItsFiguresCalendarAndBadges) {
     // Awarded on show: two streak badges and the perfect day.
     EXPECT_EQ(text("badgeTitle"), QStringLiteral("Huy hiệu · 3/13"));
     EXPECT_EQ(earnedBadgeCells(), 3);
-    EXPECT_TRUE(win()->findChild<QFrame*>(QStringLiteral("badge_perfectDay"))->property("earned").toBool());
-    EXPECT_FALSE(win()->findChild<QFrame*>(QStringLiteral("badge_streak30"))->property("earned").toBool());
+    EXPECT_TRUE(
+        win()->findChild<QFrame*>(QStringLiteral("badge_perfectDay"))->property("earned").toBool());
+    EXPECT_FALSE(
+        win()->findChild<QFrame*>(QStringLiteral("badge_streak30"))->property("earned").toBool());
     EXPECT_EQ(win()->findChild<QFrame*>(QStringLiteral("badge_streak30"))->toolTip(),
               QStringLiteral("Học 30 ngày liên tiếp"));
 
@@ -242,8 +250,8 @@ TEST_F(ProfileWindowTest, ButtonsLeadToStudyAndQuiz) {
 TEST(ProfileFormatting, StudyDaysMapToTheirLocalDatesInEveryZone) {
     // The date of a day number, checked against the day number of that
     // date's noon in the same zone, across New York's DST changes.
-    for (const char* zone : {"UTC", "Asia/Ho_Chi_Minh", "America/New_York", "Pacific/Kiritimati",
-                             "GMT+07:00"}) {
+    for (const char* zone :
+         {"UTC", "Asia/Ho_Chi_Minh", "America/New_York", "Pacific/Kiritimati", "GMT+07:00"}) {
         QTimeZone tz(QByteArray(zone).replace("GMT", "UTC"));
         ASSERT_TRUE(tz.isValid()) << zone;
         for (int64_t day = 19790; day < 19820; ++day) {  // March 2024

@@ -7,12 +7,12 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "progress/quiz_view.h"
-#include "progress/quiz_window_controller.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
+#include "app/progress/quiz_view.h"
+#include "app/progress/quiz_window_controller.h"
+#include "core/db/database.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -73,7 +73,8 @@ class QuizWindowTest : public ::testing::Test {
 TEST_F(QuizWindowTest, EveryModeRunsToTheResultWithKeys) {
     open(6);
     ASSERT_TRUE(win()->isVisible());
-    EXPECT_EQ(text("subtitle"), QStringLiteral("Câu hỏi tự sinh từ thẻ bạn đã học · +2 XP mỗi câu đúng"));
+    EXPECT_EQ(text("subtitle"),
+              QStringLiteral("Câu hỏi tự sinh từ thẻ bạn đã học · +2 XP mỗi câu đúng"));
     EXPECT_EQ(text("pickHeading"), QStringLiteral("Chọn chế độ kiểm tra"));
 
     // Alt+1 belongs to someone else: the picker stays.
@@ -96,7 +97,8 @@ TEST_F(QuizWindowTest, EveryModeRunsToTheResultWithKeys) {
                                            : QStringLiteral("sai"));
                 key(Qt::Key_Return);
             } else {
-                const size_t pick = answerRight ? rightIndex() : (rightIndex() + 1) % question().options.size();
+                const size_t pick =
+                    answerRight ? rightIndex() : (rightIndex() + 1) % question().options.size();
                 key(Qt::Key_1 + static_cast<int>(pick), Qt::KeypadModifier);
             }
             right += answerRight ? 1 : 0;
@@ -110,8 +112,10 @@ TEST_F(QuizWindowTest, EveryModeRunsToTheResultWithKeys) {
         EXPECT_EQ(quizRows(), rows);
         EXPECT_EQ(finished, mode + 1);
         EXPECT_EQ(text("resultScore"), QStringLiteral("%1/6").arg(right));
-        EXPECT_EQ(text("resultDetail"), QStringLiteral("Đúng %1 trên 6 câu · +%2 XP").arg(right).arg(right * 2));
-        EXPECT_EQ(child<QPushButton>(QStringLiteral("again"))->text(), QStringLiteral("Kiểm tra tiếp"));
+        EXPECT_EQ(text("resultDetail"),
+                  QStringLiteral("Đúng %1 trên 6 câu · +%2 XP").arg(right).arg(right * 2));
+        EXPECT_EQ(child<QPushButton>(QStringLiteral("again"))->text(),
+                  QStringLiteral("Kiểm tra tiếp"));
         key(Qt::Key_Return);  // "Kiểm tra tiếp" goes back to the picker
         EXPECT_TRUE(onPicker());
     }
@@ -126,13 +130,16 @@ TEST_F(QuizWindowTest, MouseAnswersMarkTheRightAndTheWrongOption) {
     const size_t wrong = (right + 1) % question().options.size();
     const std::string picked = question().options[wrong];
     const std::string card = question().card.front + " — " + question().card.am;
-    auto option = [&](size_t i) { return child<QPushButton>(QStringLiteral("option%1").arg(i + 1)); };
+    auto option = [&](size_t i) {
+        return child<QPushButton>(QStringLiteral("option%1").arg(i + 1));
+    };
     EXPECT_TRUE(option(wrong)->text().endsWith(QString::fromStdString(picked)));
     option(wrong)->click();
 
     EXPECT_EQ(option(wrong)->property("state").toString(), QStringLiteral("wrong"));
     EXPECT_EQ(option(right)->property("state").toString(), QStringLiteral("right"));
-    EXPECT_EQ(text("feedback"), QStringLiteral("✗ Bạn chọn “%1”").arg(QString::fromStdString(picked)));
+    EXPECT_EQ(text("feedback"),
+              QStringLiteral("✗ Bạn chọn “%1”").arg(QString::fromStdString(picked)));
     EXPECT_EQ(text("cardLine"), QString::fromStdString(card));
     EXPECT_EQ(child<QPushButton>(QStringLiteral("next"))->text(), QStringLiteral("Câu tiếp  (⏎)"));
     child<QPushButton>(QStringLiteral("next"))->click();
@@ -159,7 +166,8 @@ TEST_F(QuizWindowTest, TypedReadingsNeedNoToneMarks) {
         field->setText(cold ? QStringLiteral("  HAN ") : QStringLiteral("zzz"));
         child<QPushButton>(QStringLiteral("submit"))->click();
         EXPECT_EQ(controller->model().lastCorrect(), cold);
-        EXPECT_EQ(text("feedback"), cold ? QStringLiteral("✓ Đúng") : QStringLiteral("✗ Bạn gõ “zzz”"));
+        EXPECT_EQ(text("feedback"),
+                  cold ? QStringLiteral("✓ Đúng") : QStringLiteral("✗ Bạn gõ “zzz”"));
         key(Qt::Key_Enter, Qt::KeypadModifier);
     }
     EXPECT_EQ(text("resultScore"), QStringLiteral("1/6"));

@@ -1,10 +1,10 @@
 // Selection capture over a scripted front application and clipboard.
 #include <gtest/gtest.h>
 
-#include "fake_pump.h"
-#include "platform/selection/fake/fake_clipboard.h"
-#include "platform/selection/fake/fake_selection_backend.h"
-#include "selection/selection_reader.h"
+#include "app/platform/selection/fake/fake_clipboard.h"
+#include "app/platform/selection/fake/fake_selection_backend.h"
+#include "app/selection/selection_reader.h"
+#include "app/tests/fake_pump.h"
 
 using namespace talvo;
 using talvo::testing::FakePump;

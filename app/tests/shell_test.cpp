@@ -8,14 +8,14 @@
 #include <QTimeZone>
 #include <thread>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "platform/notifications/daily_timers.h"
-#include "settings/app_settings.h"
-#include "shell/dictionary_credits.h"
-#include "shell/localization.h"
-#include "shell/single_instance.h"
-#include "shell/update_checker.h"
+#include "app/platform/notifications/daily_timers.h"
+#include "app/shell/dictionary_credits.h"
+#include "app/shell/localization.h"
+#include "app/shell/single_instance.h"
+#include "app/shell/update_checker.h"
+#include "core/db/database.h"
+#include "core/tests/fixture_dict.h"
+#include "net/settings/app_settings.h"
 
 using namespace talvo;
 using talvo::testing::TempDir;

@@ -9,12 +9,12 @@
 #include <fstream>
 #include <map>
 
-#include "fixture_dict.h"
-#include "platform/hotkey/fake/fake_hotkey_backend.h"
-#include "settings/app_settings.h"
-#include "settings/settings_window.h"
-#include "shell/localization.h"
-#include "shell/start_at_login.h"
+#include "app/platform/hotkey/fake/fake_hotkey_backend.h"
+#include "app/settings/settings_window.h"
+#include "app/shell/localization.h"
+#include "app/shell/start_at_login.h"
+#include "core/tests/fixture_dict.h"
+#include "net/settings/app_settings.h"
 
 using namespace talvo;
 namespace fs = std::filesystem;

@@ -10,16 +10,16 @@
 #include <filesystem>
 #include <fstream>
 
-#include "fixture_dict.h"
-#include "platform/selection/fake/fake_clipboard.h"
-#include "platform/selection/fake/fake_selection_backend.h"
-#include "popup/popup_controller.h"
-#include "settings/app_settings.h"
-#include "shell/localization.h"
-#include "stroke/stroke_data.h"
-#include "stroke/stroke_order_factory.h"
-#include "stroke/stroke_order_view.h"
-#include "stroke/stroke_timeline.h"
+#include "app/platform/selection/fake/fake_clipboard.h"
+#include "app/platform/selection/fake/fake_selection_backend.h"
+#include "app/popup/popup_controller.h"
+#include "app/shell/localization.h"
+#include "app/stroke/stroke_data.h"
+#include "app/stroke/stroke_order_factory.h"
+#include "app/stroke/stroke_order_view.h"
+#include "app/stroke/stroke_timeline.h"
+#include "core/tests/fixture_dict.h"
+#include "net/settings/app_settings.h"
 
 using namespace talvo;
 using namespace talvo::stroke;

@@ -7,17 +7,17 @@
 #include <QPushButton>
 #include <QStackedWidget>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "settings/app_settings.h"
-#include "shell/localization.h"
-#include "study/keyed_button.h"
-#include "study/study_keys.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "study/study_window_controller.h"
-#include "study_test_util.h"
-#include "ui_input.h"
+#include "app/shell/localization.h"
+#include "app/study/keyed_button.h"
+#include "app/study/study_keys.h"
+#include "app/study/study_window_controller.h"
+#include "app/tests/ui_input.h"
+#include "core/db/database.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "net/settings/app_settings.h"
 
 using namespace talvo;
 using namespace talvo::testing;

@@ -1,10 +1,10 @@
-#include "tray/tray_glyph.h"
+#include "app/tray/tray_glyph.h"
 
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
 
-#include "popup/theme.h"
+#include "app/theme/theme.h"
 
 namespace talvo {
 

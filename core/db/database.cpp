@@ -1,4 +1,4 @@
-#include "db/database.h"
+#include "core/db/database.h"
 
 #include <sqlite3.h>
 
@@ -78,17 +78,29 @@ Statement* Database::cached(const std::string& sql) {
     return raw;
 }
 
-std::string Database::errorMessage() const { return m_db ? sqlite3_errmsg(m_db) : "unknown"; }
+std::string Database::errorMessage() const {
+    return m_db ? sqlite3_errmsg(m_db) : "unknown";
+}
 
-int Database::errorCode() const { return m_db ? (sqlite3_errcode(m_db) & 0xFF) : SQLITE_ERROR; }
+int Database::errorCode() const {
+    return m_db ? (sqlite3_errcode(m_db) & 0xFF) : SQLITE_ERROR;
+}
 
-bool Database::readOnly() const { return sqlite3_db_readonly(m_db, "main") == 1; }
+bool Database::readOnly() const {
+    return sqlite3_db_readonly(m_db, "main") == 1;
+}
 
-int64_t Database::lastInsertRowId() const { return sqlite3_last_insert_rowid(m_db); }
+int64_t Database::lastInsertRowId() const {
+    return sqlite3_last_insert_rowid(m_db);
+}
 
-int Database::changes() const { return sqlite3_changes(m_db); }
+int Database::changes() const {
+    return sqlite3_changes(m_db);
+}
 
-bool Database::inTransaction() const { return sqlite3_get_autocommit(m_db) == 0; }
+bool Database::inTransaction() const {
+    return sqlite3_get_autocommit(m_db) == 0;
+}
 
 Statement::Statement(Database& db, std::string_view sql) {
     if (sqlite3_prepare_v3(db.handle(), sql.data(), static_cast<int>(sql.size()),
@@ -98,7 +110,9 @@ Statement::Statement(Database& db, std::string_view sql) {
     }
 }
 
-Statement::~Statement() { sqlite3_finalize(m_stmt); }
+Statement::~Statement() {
+    sqlite3_finalize(m_stmt);
+}
 
 Statement& Statement::bind(int index, std::string_view text) {
     sqlite3_bind_text64(m_stmt, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
@@ -120,7 +134,9 @@ Statement& Statement::bindNull(int index) {
     return *this;
 }
 
-bool Statement::step() { return sqlite3_step(m_stmt) == SQLITE_ROW; }
+bool Statement::step() {
+    return sqlite3_step(m_stmt) == SQLITE_ROW;
+}
 
 bool Statement::run() {
     int rc;
@@ -147,9 +163,13 @@ std::optional<std::string> Statement::text(int column) const {
                        static_cast<size_t>(sqlite3_column_bytes(m_stmt, column)));
 }
 
-int64_t Statement::int64(int column) const { return sqlite3_column_int64(m_stmt, column); }
+int64_t Statement::int64(int column) const {
+    return sqlite3_column_int64(m_stmt, column);
+}
 
-double Statement::real(int column) const { return sqlite3_column_double(m_stmt, column); }
+double Statement::real(int column) const {
+    return sqlite3_column_double(m_stmt, column);
+}
 
 ReadTransaction::ReadTransaction(Database& db) : m_db(db) {
     if (m_db.inTransaction()) {
@@ -172,7 +192,9 @@ ReadTransaction::~ReadTransaction() {
     m_db.exec("ROLLBACK");
 }
 
-Transaction::Transaction(Database& db) : m_db(db) { m_active = m_db.exec("BEGIN IMMEDIATE"); }
+Transaction::Transaction(Database& db) : m_db(db) {
+    m_active = m_db.exec("BEGIN IMMEDIATE");
+}
 
 Transaction::~Transaction() {
     if (m_active) {

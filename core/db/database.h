@@ -16,7 +16,7 @@ namespace talvo::db {
 // Raised only by Database's constructor; stores translate it into their own
 // error type. Everything after opening reports failure through return values.
 class OpenError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
@@ -25,9 +25,9 @@ class Statement;
 // One SQLite connection. Not thread-safe: a connection belongs to one thread.
 // The destructor finalizes every cached statement and closes the handle; it never throws.
 class Database {
-public:
+  public:
     enum class Mode {
-        ReadOnly,        // the file must exist; never written
+        ReadOnly,           // the file must exist; never written
         ReadOnlyImmutable,  // as ReadOnly, and SQLite may skip file locking (file never changes)
         ReadWriteCreate,
     };
@@ -61,14 +61,14 @@ public:
     bool inTransaction() const;
     sqlite3* handle() const { return m_db; }
 
-private:
+  private:
     sqlite3* m_db = nullptr;
     std::unordered_map<std::string, std::unique_ptr<Statement>> m_cache;
 };
 
 // A prepared statement. Binding indices start at 1, columns at 0.
 class Statement {
-public:
+  public:
     // Prepares sql; valid() tells whether it succeeded.
     Statement(Database& db, std::string_view sql);
     ~Statement();
@@ -96,20 +96,20 @@ public:
     int64_t int64(int column) const;
     double real(int column) const;
 
-private:
+  private:
     sqlite3_stmt* m_stmt = nullptr;
 };
 
 // Resets a (usually cached) statement when it goes out of scope, so an early
 // return never leaves a read transaction open on the connection.
 class ScopedReset {
-public:
+  public:
     explicit ScopedReset(Statement& s) : m_s(s) {}
     ~ScopedReset() { m_s.reset(); }
     ScopedReset(const ScopedReset&) = delete;
     ScopedReset& operator=(const ScopedReset&) = delete;
 
-private:
+  private:
     Statement& m_s;
 };
 
@@ -117,20 +117,20 @@ private:
 // file locks are taken once instead of once per query. Ends on destruction.
 // Does nothing when the connection is already inside a transaction.
 class ReadTransaction {
-public:
+  public:
     explicit ReadTransaction(Database& db);
     ~ReadTransaction();
     ReadTransaction(const ReadTransaction&) = delete;
     ReadTransaction& operator=(const ReadTransaction&) = delete;
 
-private:
+  private:
     Database& m_db;
     bool m_active = false;
 };
 
 // BEGIN IMMEDIATE on construction; rolls back on destruction unless committed.
 class Transaction {
-public:
+  public:
     explicit Transaction(Database& db);
     ~Transaction();
     Transaction(const Transaction&) = delete;
@@ -139,7 +139,7 @@ public:
     bool active() const { return m_active; }
     bool commit();
 
-private:
+  private:
     Database& m_db;
     bool m_active = false;
 };

@@ -1,4 +1,4 @@
-#include "l10n/localization.h"
+#include "core/l10n/localization.h"
 
 namespace talvo {
 

@@ -34,7 +34,8 @@ inline constexpr Tr kNoHanInSelection{
 inline constexpr Tr kAccessibilityNotGranted{
     "Chưa cấp quyền Accessibility. Mở System Settings → Privacy & Security → Accessibility, bật "
     "Talvo, rồi mở lại app.",
-    "尚未授予輔助使用權限。請打開「系統設定」→「隱私權與安全性」→「輔助使用」，啟用 Talvo，然後重新開啟 "
+    "尚未授予輔助使用權限。請打開「系統設定」→「隱私權與安全性」→「輔助使用」，啟用 "
+    "Talvo，然後重新開啟 "
     "app。",
     "Accessibility permission not granted. Open System Settings → Privacy & Security → "
     "Accessibility, enable Talvo, then reopen the app.",

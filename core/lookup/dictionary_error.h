@@ -8,7 +8,7 @@ namespace talvo {
 // Thrown when a dictionary or override database cannot be opened; the message
 // is SQLite's reason (or "unknown"). Nothing else in the lookup engine throws.
 class DictionaryError : public std::runtime_error {
-public:
+  public:
     enum class Kind { CannotOpen };
 
     static DictionaryError cannotOpen(const std::string& message) {
@@ -17,7 +17,7 @@ public:
 
     Kind kind() const { return m_kind; }
 
-private:
+  private:
     DictionaryError(Kind kind, const std::string& message)
         : std::runtime_error(message), m_kind(kind) {}
     Kind m_kind;

@@ -1,12 +1,12 @@
-#include "lookup/dictionary_store.h"
+#include "core/lookup/dictionary_store.h"
 
 #include <algorithm>
 #include <cassert>
 #include <unordered_set>
 
-#include "db/database.h"
-#include "lookup/dictionary_error.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

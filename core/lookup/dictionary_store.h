@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "lookup/lookup_result.h"
+#include "core/lookup/lookup_result.h"
 
 namespace talvo {
 
@@ -20,7 +20,7 @@ class Database;
 // Not thread-safe: use from one thread. After construction no operation fails
 // outward: a missing table or column gives that operation's empty answer.
 class DictionaryStore {
-public:
+  public:
     // Opens read-only, never creating the file. Throws DictionaryError::cannotOpen
     // when SQLite cannot open it, when it is not a database, or when it lacks
     // the han_viet table every answer depends on.
@@ -44,7 +44,7 @@ public:
     // Dictionary-only lookup: no overrides, no medical preference.
     PhraseLookup analyze(const std::vector<std::string>& chars);
 
-private:
+  private:
     std::optional<std::string> vantiel(std::string_view ch, const char* column);
     const std::unordered_map<std::string, int64_t>& frequencies();
 

@@ -1,6 +1,6 @@
-#include "lookup/han_text_parser.h"
+#include "core/lookup/han_text_parser.h"
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::HanTextParser {
 
@@ -18,7 +18,9 @@ bool allScalars(std::string_view cluster, bool (*pred)(char32_t)) {
     return true;
 }
 
-bool isVietLetter(char32_t c) { return !text::isHanScalar(c) && text::isLetter(c); }
+bool isVietLetter(char32_t c) {
+    return !text::isHanScalar(c) && text::isLetter(c);
+}
 
 bool hasHanByte(std::string_view s) {
     // Every Hán scalar encodes with a lead byte of 0xE3–0xE9, 0xEF or 0xF0;

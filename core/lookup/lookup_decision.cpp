@@ -1,6 +1,6 @@
-#include "lookup/lookup_decision.h"
+#include "core/lookup/lookup_decision.h"
 
-#include "lookup/han_text_parser.h"
+#include "core/lookup/han_text_parser.h"
 
 namespace talvo {
 

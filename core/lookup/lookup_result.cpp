@@ -1,9 +1,9 @@
-#include "lookup/lookup_result.h"
+#include "core/lookup/lookup_result.h"
 
 #include <string_view>
 #include <unordered_map>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

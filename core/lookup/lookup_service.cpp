@@ -1,13 +1,13 @@
-#include "lookup/lookup_service.h"
+#include "core/lookup/lookup_service.h"
 
 #include <algorithm>
 #include <optional>
 #include <unordered_map>
 
-#include "lookup/dictionary_store.h"
-#include "lookup/medical_sense.h"
-#include "lookup/override_store.h"
-#include "text/unicode.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/medical_sense.h"
+#include "core/lookup/override_store.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "lookup/lookup_result.h"
+#include "core/lookup/lookup_result.h"
 
 namespace talvo {
 
@@ -17,7 +17,7 @@ class OverrideStore;
 // and reading corrections. Borrows both stores (the overrides may be absent);
 // main thread only.
 class LookupService {
-public:
+  public:
     LookupService(DictionaryStore& dict, OverrideStore* overrides);
 
     PhraseLookup analyze(const std::vector<std::string>& chars);
@@ -31,7 +31,7 @@ public:
     // The readings a text names: split at commas, blanks trimmed, empties dropped.
     static std::vector<std::string> parseReadings(std::string_view text);
 
-private:
+  private:
     CharReading forwardReading(const std::string& ch);
 
     DictionaryStore& m_dict;

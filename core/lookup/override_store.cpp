@@ -1,8 +1,8 @@
-#include "lookup/override_store.h"
+#include "core/lookup/override_store.h"
 
-#include "db/database.h"
-#include "lookup/dictionary_error.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

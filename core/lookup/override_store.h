@@ -11,13 +11,13 @@ namespace talvo {
 namespace db {
 class Database;
 class ReadTransaction;
-}
+}  // namespace db
 
 // The user's reading corrections in overrides.sqlite (table char_override).
 // Main thread only. Writes are single statements, so a failed write leaves the
 // previous override intact; write failures are silent.
 class OverrideStore {
-public:
+  public:
     // Creates the parent folder and the file when missing. Throws
     // DictionaryError::cannotOpen when the file cannot be opened or the table
     // cannot be created (an unwritable folder, a corrupt file).
@@ -37,17 +37,17 @@ public:
     // Holds one read snapshot of the overrides while it lives, so a lookup of
     // many characters reads them consistently and locks the file once.
     class ReadScope {
-    public:
+      public:
         explicit ReadScope(OverrideStore* store);
         ~ReadScope();
         ReadScope(const ReadScope&) = delete;
         ReadScope& operator=(const ReadScope&) = delete;
 
-    private:
+      private:
         std::unique_ptr<db::ReadTransaction> m_tx;
     };
 
-private:
+  private:
     std::string m_path;
     std::unique_ptr<db::Database> m_db;
 };

@@ -1,4 +1,4 @@
-#include "paths/app_paths.h"
+#include "core/paths/app_paths.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,11 +1,11 @@
-#include "paths/autostart_entry.h"
+#include "core/paths/autostart_entry.h"
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

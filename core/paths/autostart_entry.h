@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "paths/app_paths.h"
+#include "core/paths/app_paths.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "progress/badges.h"
+#include "core/progress/badges.h"
 
 namespace talvo::Badges {
 

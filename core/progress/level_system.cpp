@@ -1,11 +1,11 @@
-#include "progress/level_system.h"
+#include "core/progress/level_system.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
-#include "progress/checked_int.h"
+#include "core/progress/checked_int.h"
 
 namespace talvo::LevelSystem {
 

@@ -1,4 +1,4 @@
-#include "progress/profile_stats.h"
+#include "core/progress/profile_stats.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "progress/quiz_mode.h"
+#include "core/progress/quiz_mode.h"
 
 namespace talvo {
 

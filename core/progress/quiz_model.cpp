@@ -1,11 +1,11 @@
-#include "progress/quiz_model.h"
+#include "core/progress/quiz_model.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 
-#include "study/study_store.h"
-#include "text/unicode.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "progress/quiz_mode.h"
-#include "study/study_card.h"
+#include "core/progress/quiz_mode.h"
+#include "core/study/study_card.h"
 
 namespace talvo {
 

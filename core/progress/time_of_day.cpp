@@ -1,4 +1,4 @@
-#include "progress/time_of_day.h"
+#include "core/progress/time_of_day.h"
 
 #include <algorithm>
 #include <cstdlib>

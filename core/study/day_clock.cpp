@@ -1,4 +1,4 @@
-#include "study/day_clock.h"
+#include "core/study/day_clock.h"
 
 #include <unicode/gregocal.h>
 #include <unicode/timezone.h>

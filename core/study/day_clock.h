@@ -15,7 +15,7 @@ namespace talvo {
 // before it). Consecutive local dates get consecutive numbers, also across
 // daylight-saving changes and in zones where some midnights do not exist.
 class DayClock {
-public:
+  public:
     // zoneId is an IANA time-zone id ("Asia/Ho_Chi_Minh", "America/New_York")
     // or an offset id ("GMT+07:00"); empty means the system's zone. ICU treats
     // an id it does not know as UTC, and so does this function. A moment

@@ -1,4 +1,4 @@
-#include "study/fsrs.h"
+#include "core/study/fsrs.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-#include "study/rating.h"
-#include "study/review_state.h"
+#include "core/study/rating.h"
+#include "core/study/review_state.h"
 
 namespace talvo {
 
@@ -17,7 +17,7 @@ namespace talvo {
 // NaN or an infinity: non-finite intermediate results land on the clamps, a NaN
 // on the lower bound (stability 0.1, difficulty 1).
 class FSRS {
-public:
+  public:
     // A fixed-size array: a weight vector that is too short cannot be built.
     using Weights = std::array<double, 17>;
     static constexpr Weights defaultWeights{0.4,  0.6,  2.4,  5.8,  4.93, 0.94, 0.86, 0.01, 1.49,
@@ -40,7 +40,7 @@ public:
     double requestRetention;
     Weights w;
 
-private:
+  private:
     int64_t nextInterval(double stability) const;
 
     double m_decay = -0.5;

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "study/review_state.h"
+#include "core/study/review_state.h"
 
 namespace talvo {
 

@@ -1,8 +1,8 @@
-#include "study/study_session.h"
+#include "core/study/study_session.h"
 
 #include <algorithm>
 
-#include "study/study_store.h"
+#include "core/study/study_store.h"
 
 namespace talvo {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "study/rating.h"
-#include "study/study_card.h"
+#include "core/study/rating.h"
+#include "core/study/study_card.h"
 
 namespace talvo {
 
@@ -51,7 +51,7 @@ StudyKey studyKeyFromMacKeyCode(uint16_t keyCode);
 // the card on show, reveal, multiple choice and grading. A window or a
 // terminal draws it and feeds it keys. Borrows the store; one thread.
 class StudySession {
-public:
+  public:
     static constexpr size_t kChoices = 4;
 
     // The engine shuffles the multiple choice; inject a seeded one to pin it.
@@ -83,7 +83,7 @@ public:
     // Called after every grade that was saved.
     std::function<void()> onProgress;
 
-private:
+  private:
     void buildChoices();
     void showFront();
 

@@ -1,4 +1,4 @@
-#include "study/study_store.h"
+#include "core/study/study_store.h"
 
 #include <sqlite3.h>
 
@@ -7,10 +7,10 @@
 #include <limits>
 #include <set>
 
-#include "db/database.h"
-#include "lookup/dictionary_error.h"
-#include "lookup/dictionary_store.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

@@ -11,11 +11,11 @@
 #include <string_view>
 #include <vector>
 
-#include "progress/profile_stats.h"
-#include "study/day_clock.h"
-#include "study/fsrs.h"
-#include "study/rating.h"
-#include "study/study_card.h"
+#include "core/progress/profile_stats.h"
+#include "core/study/day_clock.h"
+#include "core/study/fsrs.h"
+#include "core/study/rating.h"
+#include "core/study/study_card.h"
 
 namespace talvo {
 
@@ -35,7 +35,7 @@ class Statement;
 // unparsable cfg value as absent. Every operation that takes `today` also has
 // a form that asks the injected Clock, as does every "now".
 class StudyStore {
-public:
+  public:
     static constexpr int kDeckSize = 800;    // frequency cards seeded into an empty deck
     static constexpr int kNewPerDay = 15;    // new cards introduced per day
     static constexpr int kMaxReviews = 200;  // due cards fetched for one session
@@ -154,7 +154,7 @@ public:
     // Appends one quiz_log row (now, today); false when it was not written.
     bool recordQuiz(std::string_view cardUid, std::string_view mode, bool correct, int64_t ms = 0);
 
-private:
+  private:
     // The progress queries' indexes and page cache; run once at opening.
     void setUpProgress();
     std::optional<int64_t> countOrFail(const char* sql);

@@ -3,14 +3,14 @@
 // thread and failure rules apply.
 #include <algorithm>
 
-#include "db/database.h"
-#include "progress/badges.h"
-#include "progress/checked_int.h"
-#include "progress/level_system.h"
-#include "progress/time_of_day.h"
-#include "progress/xp.h"
-#include "study/study_store.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/progress/badges.h"
+#include "core/progress/checked_int.h"
+#include "core/progress/level_system.h"
+#include "core/progress/time_of_day.h"
+#include "core/progress/xp.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

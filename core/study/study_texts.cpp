@@ -1,4 +1,4 @@
-#include "study/study_texts.h"
+#include "core/study/study_texts.h"
 
 namespace talvo {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "l10n/localization.h"
-#include "study/rating.h"
-#include "study/study_card.h"
+#include "core/l10n/localization.h"
+#include "core/study/rating.h"
+#include "core/study/study_card.h"
 
 namespace talvo {
 

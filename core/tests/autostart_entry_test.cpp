@@ -7,8 +7,8 @@
 #include <map>
 #include <sstream>
 
-#include "fixture_dict.h"
-#include "paths/autostart_entry.h"
+#include "core/paths/autostart_entry.h"
+#include "core/tests/fixture_dict.h"
 
 using namespace talvo;
 namespace fs = std::filesystem;

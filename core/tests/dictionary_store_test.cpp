@@ -2,17 +2,17 @@
 
 #include <fstream>
 
-#include "fixture_dict.h"
-#include "lookup/dictionary_error.h"
-#include "db/database.h"
-#include "lookup/dictionary_store.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/tests/fixture_dict.h"
 
 using namespace talvo;
 using namespace talvo::testing;
 using Strings = std::vector<std::string>;
 
 class DictionaryStoreTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         writeFixtureDict(dir.file("dict.sqlite"),
                          {
@@ -102,7 +102,8 @@ TEST(DictionaryStoreOpen, MissingSideTablesFallBackToEmptyAnswers) {
     TempDir dir;
     {
         db::Database d(dir.file("d.sqlite"), db::Database::Mode::ReadWriteCreate);
-        d.exec("CREATE TABLE han_viet (char TEXT, am TEXT); INSERT INTO han_viet VALUES ('寒','hàn')");
+        d.exec(
+            "CREATE TABLE han_viet (char TEXT, am TEXT); INSERT INTO han_viet VALUES ('寒','hàn')");
     }
     DictionaryStore s(dir.file("d.sqlite"));
     EXPECT_EQ(s.lookupChar("寒"), Strings{"hàn"});

@@ -1,9 +1,9 @@
-#include "fixture_dict.h"
+#include "core/tests/fixture_dict.h"
 
 #include <random>
 #include <stdexcept>
 
-#include "db/database.h"
+#include "core/db/database.h"
 
 namespace talvo::testing {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "study/fsrs.h"
+#include "core/study/fsrs.h"
 
 using namespace talvo;
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "lookup/han_text_parser.h"
-#include "lookup/lookup_decision.h"
+#include "core/lookup/han_text_parser.h"
+#include "core/lookup/lookup_decision.h"
 
 using namespace talvo;
 using Strings = std::vector<std::string>;
@@ -28,8 +28,7 @@ TEST(HanCharacters, InvalidUtf8NeverBreaksTheWalk) {
 }
 
 TEST(VietSyllables, SplitsLowerCasesAndSeparatesPunctuation) {
-    EXPECT_EQ(HanTextParser::vietSyllables("Thương hàn luận"),
-              (Strings{"thương", "hàn", "luận"}));
+    EXPECT_EQ(HanTextParser::vietSyllables("Thương hàn luận"), (Strings{"thương", "hàn", "luận"}));
     EXPECT_EQ(HanTextParser::vietSyllables("xin-chào"), (Strings{"xin", "chào"}));
     EXPECT_EQ(HanTextParser::vietSyllables("  Hàn\n\t(thấp)!  "), (Strings{"hàn", "thấp"}));
     // Decomposed accents are composed first and so count as letters.

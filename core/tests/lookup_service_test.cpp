@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 
-#include "fixture_dict.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/lookup_service.h"
-#include "lookup/override_store.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/lookup_service.h"
+#include "core/lookup/override_store.h"
+#include "core/tests/fixture_dict.h"
 
 using namespace talvo;
 using namespace talvo::testing;
 using Strings = std::vector<std::string>;
 
 class LookupServiceTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         writeFixtureDict(
             dir.file("dict.sqlite"),

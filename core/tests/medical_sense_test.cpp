@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "lookup/medical_sense.h"
+#include "core/lookup/medical_sense.h"
 
 using namespace talvo;
 
@@ -22,7 +22,10 @@ TEST(MedicalSense, VariantMarkersOnlyCountWithAGloss) {
 
 TEST(MedicalSense, CanonicallyEquivalentGlossesMatch) {
     // "chữa" with its accents decomposed still matches the keyword.
-    EXPECT_EQ(MedicalSense::score("桌", "Thuốc chu\xCC\x9B\xCC\x83" "a."), 1);
+    EXPECT_EQ(MedicalSense::score("桌",
+                                  "Thuốc chu\xCC\x9B\xCC\x83"
+                                  "a."),
+              1);
     EXPECT_EQ(MedicalSense::isMedicalChar("氣"), true);
     EXPECT_EQ(MedicalSense::isMedicalChar("\n"), false);
 }

@@ -3,10 +3,10 @@
 
 #include <fstream>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "lookup/dictionary_error.h"
-#include "lookup/override_store.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/override_store.h"
+#include "core/tests/fixture_dict.h"
 
 using namespace talvo;
 using namespace talvo::testing;

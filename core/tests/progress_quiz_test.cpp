@@ -4,12 +4,12 @@
 #include <regex>
 #include <set>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "progress/quiz_model.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/progress/quiz_model.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "core/text/unicode.h"
 
 using namespace talvo;
 using namespace talvo::testing;

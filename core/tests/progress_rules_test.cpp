@@ -2,12 +2,12 @@
 
 #include <limits>
 
-#include "progress/badges.h"
-#include "progress/level_system.h"
-#include "progress/profile_stats.h"
-#include "progress/quiz_mode.h"
-#include "progress/quiz_model.h"
-#include "progress/time_of_day.h"
+#include "core/progress/badges.h"
+#include "core/progress/level_system.h"
+#include "core/progress/profile_stats.h"
+#include "core/progress/quiz_mode.h"
+#include "core/progress/quiz_model.h"
+#include "core/progress/time_of_day.h"
 
 using namespace talvo;
 

@@ -8,11 +8,11 @@
 #include <functional>
 #include <random>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "progress/badges.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
+#include "core/db/database.h"
+#include "core/progress/badges.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
 
 using namespace talvo;
 using namespace talvo::testing;

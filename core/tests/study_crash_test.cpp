@@ -12,10 +12,10 @@
 #include <random>
 #include <set>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
+#include "core/db/database.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
 
 using namespace talvo;
 using namespace talvo::testing;

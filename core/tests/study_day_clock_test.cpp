@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "study/day_clock.h"
+#include "core/study/day_clock.h"
 
 using namespace talvo;
 using namespace std::chrono;

@@ -4,12 +4,12 @@
 #include <map>
 #include <set>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "study/study_texts.h"
-#include "study_test_util.h"
+#include "core/db/database.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
+#include "core/study/study_texts.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -18,7 +18,7 @@ using Kind = StudyKeyAction::Kind;
 namespace {
 
 class StudySessionTest : public ::testing::Test {
-protected:
+  protected:
     StudySessionTest() : store(dir.file("study.sqlite"), clockOnDay(30)) {}
 
     // New cards in rank order with these readings; uids continue across calls.

@@ -6,14 +6,14 @@
 #include <iterator>
 #include <set>
 
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "lookup/dictionary_error.h"
-#include "lookup/dictionary_store.h"
-#include "study/study_store.h"
-#include "study/study_texts.h"
-#include "study_test_util.h"
-#include "text/unicode.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/study/study_store.h"
+#include "core/study/study_texts.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "core/text/unicode.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -51,7 +51,7 @@ int64_t scalar(db::Database& d, const std::string& sql) {
 }
 
 class StudyStoreTest : public ::testing::Test {
-protected:
+  protected:
     std::string path() const { return dir.file("data/study.sqlite"); }
     std::unique_ptr<StudyStore> open(int64_t day = 100, int64_t seconds = 1'700'000'000) {
         return std::make_unique<StudyStore>(path(), clockOnDay(day, seconds));

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "db/database.h"
-#include "study/day_clock.h"
+#include "core/db/database.h"
+#include "core/study/day_clock.h"
 
 namespace talvo::testing {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "l10n/localization.h"
-#include "text/unicode.h"
+#include "core/l10n/localization.h"
+#include "core/text/unicode.h"
 
 using namespace talvo;
 
@@ -31,7 +31,9 @@ TEST(CaseAndNormalization, VietnameseLettersFoldAndCompose) {
     EXPECT_EQ(text::upperFirst("thương"), "Thương");
     EXPECT_EQ(text::upperFirst("đạo"), "Đạo");
     EXPECT_EQ(text::upperFirst(""), "");
-    EXPECT_EQ(text::nfc("ho\xCC\x80" "a"), "hòa");
+    EXPECT_EQ(text::nfc("ho\xCC\x80"
+                        "a"),
+              "hòa");
     EXPECT_EQ(text::foldDiacritics("Thương HÀN đạo"), "thuong han đao");
 }
 

@@ -2,14 +2,14 @@
 // tables, popup size and placement, the status menu, notices, version order.
 #include <gtest/gtest.h>
 
-#include "study/study_card.h"
-#include "ui/hotkey_combo.h"
-#include "ui/key_codes.h"
-#include "ui/lookup_text.h"
-#include "ui/popup_geometry.h"
-#include "ui/shell_texts.h"
-#include "ui/status_menu.h"
-#include "ui/terminal_windows.h"
+#include "core/study/study_card.h"
+#include "core/ui/hotkey_combo.h"
+#include "core/ui/key_codes.h"
+#include "core/ui/lookup_text.h"
+#include "core/ui/popup_geometry.h"
+#include "core/ui/shell_texts.h"
+#include "core/ui/status_menu.h"
+#include "core/ui/terminal_windows.h"
 
 using namespace talvo;
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "wire/lessons_feed.h"
+#include "core/wire/lessons_feed.h"
 
 using namespace talvo;
 using namespace talvo::wire;

@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "wire/stats_records.h"
-#include "wire/translate_records.h"
+#include "core/wire/stats_records.h"
+#include "core/wire/translate_records.h"
 
 using namespace talvo::wire;
 using nlohmann::json;

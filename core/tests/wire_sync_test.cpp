@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "wire/sync_merge.h"
-#include "wire/sync_records.h"
+#include "core/wire/sync_merge.h"
+#include "core/wire/sync_records.h"
 
 using namespace talvo::wire;
 using nlohmann::json;

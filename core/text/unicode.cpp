@@ -1,4 +1,4 @@
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/normalizer2.h>
@@ -305,9 +305,13 @@ bool isHanScalar(char32_t c) {
            (c >= 0x20000 && c <= 0x2A6DF) || (c >= 0xF900 && c <= 0xFAFF);
 }
 
-bool isWhitespace(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c)); }
+bool isWhitespace(char32_t c) {
+    return u_isUWhiteSpace(static_cast<UChar32>(c));
+}
 
-bool isLetter(char32_t c) { return u_isUAlphabetic(static_cast<UChar32>(c)); }
+bool isLetter(char32_t c) {
+    return u_isUAlphabetic(static_cast<UChar32>(c));
+}
 
 bool isNumeric(char32_t c) {
     return u_getIntPropertyValue(static_cast<UChar32>(c), UCHAR_NUMERIC_TYPE) != U_NT_NONE;

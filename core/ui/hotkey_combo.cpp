@@ -1,8 +1,8 @@
-#include "ui/hotkey_combo.h"
+#include "core/ui/hotkey_combo.h"
 
 #include <limits>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::HotkeyConfig {
 

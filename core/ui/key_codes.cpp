@@ -1,4 +1,4 @@
-#include "ui/key_codes.h"
+#include "core/ui/key_codes.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "ui/lookup_text.h"
+#include "core/ui/lookup_text.h"
 
 namespace talvo {
 

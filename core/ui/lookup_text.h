@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "lookup/lookup_result.h"
+#include "core/lookup/lookup_result.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "ui/popup_geometry.h"
+#include "core/ui/popup_geometry.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ui/shell_texts.h"
+#include "core/ui/shell_texts.h"
 
 #include <cctype>
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "l10n/localization.h"
+#include "core/l10n/localization.h"
 
 namespace talvo {
 

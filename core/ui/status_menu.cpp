@@ -1,6 +1,6 @@
-#include "ui/status_menu.h"
+#include "core/ui/status_menu.h"
 
-#include "study/study_texts.h"
+#include "core/study/study_texts.h"
 
 namespace talvo {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "l10n/localization.h"
-#include "study/study_card.h"
+#include "core/l10n/localization.h"
+#include "core/study/study_card.h"
 
 namespace talvo {
 

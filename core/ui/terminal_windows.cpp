@@ -1,9 +1,9 @@
-#include "ui/terminal_windows.h"
+#include "core/ui/terminal_windows.h"
 
 #include <array>
 #include <string>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "wire/json_fields.h"
+#include "core/wire/json_fields.h"
 
 #include <cmath>
 

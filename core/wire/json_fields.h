@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "wire/decoded.h"
+#include "core/wire/decoded.h"
 
 namespace talvo::wire::detail {
 

@@ -1,8 +1,8 @@
-#include "wire/lessons_feed.h"
+#include "core/wire/lessons_feed.h"
 
 #include <algorithm>
 
-#include "wire/json_fields.h"
+#include "core/wire/json_fields.h"
 
 namespace talvo::wire {
 

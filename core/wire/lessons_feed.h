@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "study/study_card.h"
-#include "wire/decoded.h"
+#include "core/study/study_card.h"
+#include "core/wire/decoded.h"
 
 namespace talvo::wire {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "wire/decoded.h"
+#include "core/wire/decoded.h"
 
 namespace talvo::wire {
 

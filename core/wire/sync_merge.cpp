@@ -1,4 +1,4 @@
-#include "wire/sync_merge.h"
+#include "core/wire/sync_merge.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "wire/decoded.h"
+#include "core/wire/decoded.h"
 
 namespace talvo::wire {
 

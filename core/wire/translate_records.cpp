@@ -1,6 +1,6 @@
-#include "wire/translate_records.h"
+#include "core/wire/translate_records.h"
 
-#include "wire/json_fields.h"
+#include "core/wire/json_fields.h"
 
 namespace talvo::wire {
 

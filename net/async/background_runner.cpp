@@ -1,4 +1,4 @@
-#include "async/background_runner.h"
+#include "net/async/background_runner.h"
 
 namespace talvo {
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "async/executor.h"
+#include "net/async/executor.h"
 
 namespace talvo {
 

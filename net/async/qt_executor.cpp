@@ -1,4 +1,4 @@
-#include "async/qt_executor.h"
+#include "net/async/qt_executor.h"
 
 #include <QMetaObject>
 #include <QObject>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "async/executor.h"
+#include "net/async/executor.h"
 
 class QObject;
 

@@ -1,4 +1,4 @@
-#include "device/device_identity.h"
+#include "net/device/device_identity.h"
 
 #include <QString>
 #include <QUuid>
@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "device/device_identity.h"
+#include "net/device/device_identity.h"
 
 namespace talvo {
 

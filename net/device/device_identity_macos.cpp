@@ -1,7 +1,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
 
-#include "device/device_identity.h"
+#include "net/device/device_identity.h"
 
 namespace talvo {
 

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "device/device_identity.h"
+#include "net/device/device_identity.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "http/curl_transport.h"
+#include "net/http/curl_transport.h"
 
 #include <curl/curl.h>
 

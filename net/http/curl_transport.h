@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "http/http_transport.h"
+#include "net/http/http_transport.h"
 
 namespace talvo {
 

@@ -1,8 +1,8 @@
-#include "lessons/lessons_service.h"
+#include "net/lessons/lessons_service.h"
 
-#include "async/executor.h"
-#include "http/http_transport.h"
-#include "study/study_store.h"
+#include "core/study/study_store.h"
+#include "net/async/executor.h"
+#include "net/http/http_transport.h"
 
 namespace talvo {
 

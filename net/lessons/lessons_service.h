@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "online/online_config.h"
-#include "wire/lessons_feed.h"
+#include "core/wire/lessons_feed.h"
+#include "net/online/online_config.h"
 
 namespace talvo {
 

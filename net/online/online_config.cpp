@@ -1,4 +1,4 @@
-#include "online/online_config.h"
+#include "net/online/online_config.h"
 
 namespace talvo {
 

@@ -1,11 +1,11 @@
-#include "online/online_services.h"
+#include "net/online/online_services.h"
 
-#include "async/background_runner.h"
-#include "http/curl_transport.h"
-#include "lessons/lessons_service.h"
-#include "sync/study_sync_service.h"
-#include "http/http_transport.h"
-#include "translate/tm_service.h"
+#include "net/async/background_runner.h"
+#include "net/http/curl_transport.h"
+#include "net/http/http_transport.h"
+#include "net/lessons/lessons_service.h"
+#include "net/sync/study_sync_service.h"
+#include "net/translate/tm_service.h"
 
 namespace talvo {
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "async/executor.h"
-#include "online/online_config.h"
-#include "stats/usage_reporters.h"
+#include "net/async/executor.h"
+#include "net/online/online_config.h"
+#include "net/stats/usage_reporters.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 #include <QSettings>
 #include <QString>
@@ -6,14 +6,17 @@
 namespace talvo {
 
 namespace {
-QString key(const char* k) { return QString::fromUtf8(k); }
+QString key(const char* k) {
+    return QString::fromUtf8(k);
+}
 }  // namespace
 
 AppSettings::AppSettings()
     : m_settings(std::make_unique<QSettings>(QStringLiteral("Mirelo"), QStringLiteral("Talvo"))) {}
 
 AppSettings::AppSettings(const std::string& iniPath)
-    : m_settings(std::make_unique<QSettings>(QString::fromStdString(iniPath), QSettings::IniFormat)) {}
+    : m_settings(
+          std::make_unique<QSettings>(QString::fromStdString(iniPath), QSettings::IniFormat)) {}
 
 AppSettings::~AppSettings() = default;
 
@@ -46,9 +49,13 @@ void AppSettings::setInteger(const char* k, int64_t value) {
     m_settings->setValue(key(k), static_cast<qlonglong>(value));
 }
 
-bool AppSettings::contains(const char* k) const { return m_settings->contains(key(k)); }
+bool AppSettings::contains(const char* k) const {
+    return m_settings->contains(key(k));
+}
 
-void AppSettings::remove(const char* k) { m_settings->remove(key(k)); }
+void AppSettings::remove(const char* k) {
+    m_settings->remove(key(k));
+}
 
 std::string AppSettings::serviceUrl() const {
     std::string url = string(kServiceUrlKey).value_or("");
@@ -58,7 +65,9 @@ std::string AppSettings::serviceUrl() const {
     return url;
 }
 
-void AppSettings::setServiceUrl(const std::string& url) { setString(kServiceUrlKey, url); }
+void AppSettings::setServiceUrl(const std::string& url) {
+    setString(kServiceUrlKey, url);
+}
 
 std::string AppSettings::contentUrl() const {
     std::string url = string(kContentUrlKey).value_or("");
@@ -68,8 +77,12 @@ std::string AppSettings::contentUrl() const {
     return url.empty() ? serviceUrl() : url;
 }
 
-void AppSettings::sync() { m_settings->sync(); }
+void AppSettings::sync() {
+    m_settings->sync();
+}
 
-std::string AppSettings::fileName() const { return m_settings->fileName().toStdString(); }
+std::string AppSettings::fileName() const {
+    return m_settings->fileName().toStdString();
+}
 
 }  // namespace talvo

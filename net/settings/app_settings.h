@@ -18,7 +18,7 @@ namespace talvo {
 //
 // Secrets never live here: the sync token is kept by TokenStore.
 class AppSettings {
-public:
+  public:
     static constexpr const char* kLanguageKey = "app.language";
     static constexpr const char* kDeviceFallbackKey = "talvo.deviceFallbackID";
     static constexpr const char* kHotkeyKeyCodeKey = "hotkey.keyCode";
@@ -64,7 +64,7 @@ public:
     // The file the settings live in (shown to users who ask where).
     std::string fileName() const;
 
-private:
+  private:
     std::unique_ptr<QSettings> m_settings;
 };
 

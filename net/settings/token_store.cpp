@@ -1,4 +1,4 @@
-#include "settings/token_store.h"
+#include "net/settings/token_store.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo {
 

@@ -1,8 +1,8 @@
-#include "stats/usage_reporters.h"
+#include "net/stats/usage_reporters.h"
 
-#include "async/executor.h"
-#include "http/http_transport.h"
-#include "text/unicode.h"
+#include "core/text/unicode.h"
+#include "net/async/executor.h"
+#include "net/http/http_transport.h"
 
 namespace talvo {
 

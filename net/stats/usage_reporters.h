@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-#include "online/online_config.h"
-#include "wire/stats_records.h"
+#include "core/wire/stats_records.h"
+#include "net/online/online_config.h"
 
 namespace talvo {
 

@@ -1,9 +1,9 @@
-#include "sync/study_sync_service.h"
+#include "net/sync/study_sync_service.h"
 
-#include "async/executor.h"
-#include "http/http_transport.h"
-#include "study/study_store.h"
-#include "sync/study_sync_store.h"
+#include "core/study/study_store.h"
+#include "net/async/executor.h"
+#include "net/http/http_transport.h"
+#include "net/sync/study_sync_store.h"
 
 namespace talvo {
 

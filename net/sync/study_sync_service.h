@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "online/online_config.h"
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
+#include "net/online/online_config.h"
 
 namespace talvo {
 

@@ -1,10 +1,10 @@
-#include "sync/study_sync_store.h"
+#include "net/sync/study_sync_store.h"
 
 #include <set>
 
-#include "db/database.h"
-#include "study/study_store.h"
-#include "wire/sync_merge.h"
+#include "core/db/database.h"
+#include "core/study/study_store.h"
+#include "core/wire/sync_merge.h"
 
 namespace talvo {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
 
 namespace talvo {
 

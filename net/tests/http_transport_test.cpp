@@ -5,11 +5,11 @@
 #include <QTimer>
 #include <cstdlib>
 
-#include "async/background_runner.h"
-#include "async/qt_executor.h"
-#include "http/curl_transport.h"
-#include "online/online_config.h"
-#include "scripted_server.h"
+#include "net/async/background_runner.h"
+#include "net/async/qt_executor.h"
+#include "net/http/curl_transport.h"
+#include "net/online/online_config.h"
+#include "net/tests/scripted_server.h"
 
 using namespace talvo;
 using namespace talvo::testing;

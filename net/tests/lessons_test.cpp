@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "async/background_runner.h"
-#include "fixture_dict.h"
-#include "http/curl_transport.h"
-#include "lessons/lessons_service.h"
-#include "net_test_util.h"
-#include "scripted_server.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "net/async/background_runner.h"
+#include "net/http/curl_transport.h"
+#include "net/lessons/lessons_service.h"
+#include "net/tests/net_test_util.h"
+#include "net/tests/scripted_server.h"
 
 using namespace talvo;
 using namespace talvo::testing;

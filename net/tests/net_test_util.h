@@ -7,8 +7,8 @@
 #include <mutex>
 #include <thread>
 
-#include "async/executor.h"
-#include "online/online_config.h"
+#include "net/async/executor.h"
+#include "net/online/online_config.h"
 
 namespace talvo::testing {
 

@@ -2,12 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "async/background_runner.h"
-#include "http/curl_transport.h"
-#include "net_test_util.h"
-#include "scripted_server.h"
-#include "stats/usage_reporters.h"
-#include "translate/tm_service.h"
+#include "net/async/background_runner.h"
+#include "net/http/curl_transport.h"
+#include "net/stats/usage_reporters.h"
+#include "net/tests/net_test_util.h"
+#include "net/tests/scripted_server.h"
+#include "net/translate/tm_service.h"
 
 using namespace talvo;
 using namespace talvo::testing;

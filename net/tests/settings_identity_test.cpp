@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "device/device_identity.h"
-#include "fixture_dict.h"
-#include "settings/app_settings.h"
-#include "settings/token_store.h"
+#include "core/tests/fixture_dict.h"
+#include "net/device/device_identity.h"
+#include "net/settings/app_settings.h"
+#include "net/settings/token_store.h"
 
 using namespace talvo;
 using namespace talvo::testing;

@@ -2,16 +2,16 @@
 
 #include <nlohmann/json.hpp>
 
-#include "async/background_runner.h"
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "http/curl_transport.h"
-#include "net_test_util.h"
-#include "scripted_server.h"
-#include "study/study_store.h"
-#include "study_test_util.h"
-#include "sync/study_sync_service.h"
-#include "wire/sync_records.h"
+#include "core/db/database.h"
+#include "core/study/study_store.h"
+#include "core/tests/fixture_dict.h"
+#include "core/tests/study_test_util.h"
+#include "core/wire/sync_records.h"
+#include "net/async/background_runner.h"
+#include "net/http/curl_transport.h"
+#include "net/sync/study_sync_service.h"
+#include "net/tests/net_test_util.h"
+#include "net/tests/scripted_server.h"
 
 using namespace talvo;
 using namespace talvo::testing;

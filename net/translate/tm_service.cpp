@@ -1,7 +1,7 @@
-#include "translate/tm_service.h"
+#include "net/translate/tm_service.h"
 
-#include "async/executor.h"
-#include "http/http_transport.h"
+#include "net/async/executor.h"
+#include "net/http/http_transport.h"
 
 namespace talvo {
 

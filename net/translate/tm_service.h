@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "online/online_config.h"
-#include "wire/translate_records.h"
+#include "core/wire/translate_records.h"
+#include "net/online/online_config.h"
 
 namespace talvo {
 

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <string_view>
 
-#include "lesson_feed.h"
-#include "sync_batch.h"
-#include "text/unicode.h"
-#include "token.h"
-#include "wire/stats_records.h"
-#include "wire/sync_records.h"
-#include "wire/translate_records.h"
+#include "core/text/unicode.h"
+#include "core/wire/stats_records.h"
+#include "core/wire/sync_records.h"
+#include "core/wire/translate_records.h"
+#include "server/lesson_feed.h"
+#include "server/sync_batch.h"
+#include "server/token.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace talvo;

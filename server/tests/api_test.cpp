@@ -6,11 +6,11 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "lesson_feed.h"
-#include "test_support.h"
-#include "token.h"
-#include "wire/lessons_feed.h"
-#include "wire/sync_records.h"
+#include "core/wire/lessons_feed.h"
+#include "core/wire/sync_records.h"
+#include "server/lesson_feed.h"
+#include "server/tests/test_support.h"
+#include "server/token.h"
 
 namespace talvo::server::test {
 namespace {
@@ -196,7 +196,8 @@ TEST_F(ApiTest, MetricsCountRequestsByRouteAndStatus) {
 // The folder comes first among the bases, so it exists before the server.
 struct StrokesFolder {
     StrokesFolder() {
-        std::ofstream(dir.file("永.json")) << R"({"strokes":["M 1 2 L 3 4 Z"],"medians":[[[1,2],[3,4]]]})";
+        std::ofstream(dir.file("永.json"))
+            << R"({"strokes":["M 1 2 L 3 4 Z"],"medians":[[[1,2],[3,4]]]})";
         std::ofstream(dir.file("secret.json")) << "{}";
     }
     TempDir dir;

@@ -9,10 +9,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "server_cli.h"
-#include "test_support.h"
-#include "token.h"
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
+#include "server/server_cli.h"
+#include "server/tests/test_support.h"
+#include "server/token.h"
 
 namespace talvo::server::test {
 namespace {

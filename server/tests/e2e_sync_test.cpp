@@ -13,12 +13,12 @@
 #include <random>
 #include <set>
 
-#include "async/executor.h"
-#include "db/database.h"
-#include "http/curl_transport.h"
-#include "study/study_store.h"
-#include "sync/study_sync_service.h"
-#include "test_support.h"
+#include "core/db/database.h"
+#include "core/study/study_store.h"
+#include "net/async/executor.h"
+#include "net/http/curl_transport.h"
+#include "net/sync/study_sync_service.h"
+#include "server/tests/test_support.h"
 
 namespace talvo::server::test {
 namespace {

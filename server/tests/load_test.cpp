@@ -9,8 +9,8 @@
 #include <map>
 #include <set>
 
-#include "test_support.h"
-#include "wire/sync_records.h"
+#include "core/wire/sync_records.h"
+#include "server/tests/test_support.h"
 
 namespace talvo::server::test {
 namespace {

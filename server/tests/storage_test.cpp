@@ -8,11 +8,11 @@
 #include <set>
 #include <thread>
 
-#include "db/database.h"
-#include "pg_pool.h"
-#include "sync_batch.h"
-#include "test_support.h"
-#include "token.h"
+#include "core/db/database.h"
+#include "server/pg_pool.h"
+#include "server/sync_batch.h"
+#include "server/tests/test_support.h"
+#include "server/token.h"
 
 namespace talvo::server::test {
 namespace {

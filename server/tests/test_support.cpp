@@ -1,4 +1,4 @@
-#include "test_support.h"
+#include "server/tests/test_support.h"
 
 #include <unistd.h>
 
@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "pg_pool.h"
-#include "token.h"
+#include "server/pg_pool.h"
+#include "server/token.h"
 
 namespace talvo::server::test {
 

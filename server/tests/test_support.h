@@ -9,10 +9,10 @@
 #include <string>
 #include <thread>
 
-#include "api_service.h"
-#include "http_server.h"
-#include "logger.h"
-#include "storage.h"
+#include "server/api_service.h"
+#include "server/http_server.h"
+#include "server/logger.h"
+#include "server/storage.h"
 
 namespace talvo::server::test {
 

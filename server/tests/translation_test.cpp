@@ -8,9 +8,9 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 
-#include "mt_client.h"
-#include "test_support.h"
-#include "translation_worker.h"
+#include "server/mt_client.h"
+#include "server/tests/test_support.h"
+#include "server/translation_worker.h"
 
 namespace talvo::server::test {
 namespace {

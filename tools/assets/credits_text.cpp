@@ -1,4 +1,4 @@
-#include "credits_text.h"
+#include "tools/assets/credits_text.h"
 
 namespace talvo {
 

@@ -1,8 +1,8 @@
-#include "icon_svg.h"
+#include "tools/assets/icon_svg.h"
 
 #include <QFontMetricsF>
 
-#include "popup/theme.h"
+#include "app/theme/theme.h"
 
 namespace talvo {
 

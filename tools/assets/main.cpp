@@ -11,11 +11,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "credits_text.h"
-#include "icon_svg.h"
-#include "popup/theme.h"
-#include "shell/dictionary_credits.h"
-#include "tray/tray_glyph.h"
+#include "app/shell/dictionary_credits.h"
+#include "app/theme/theme.h"
+#include "app/tray/tray_glyph.h"
+#include "tools/assets/credits_text.h"
+#include "tools/assets/icon_svg.h"
 
 namespace {
 

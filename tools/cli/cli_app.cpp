@@ -1,4 +1,4 @@
-#include "cli_app.h"
+#include "tools/cli/cli_app.h"
 
 #include <filesystem>
 #include <istream>
@@ -6,18 +6,18 @@
 #include <memory>
 #include <ostream>
 
-#include "cli_format.h"
-#include "cli_online.h"
-#include "cli_progress.h"
-#include "cli_study.h"
-#include "l10n/localization.h"
-#include "lookup/dictionary_error.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/han_text_parser.h"
-#include "lookup/lookup_decision.h"
-#include "lookup/lookup_service.h"
-#include "lookup/override_store.h"
-#include "text/unicode.h"
+#include "core/l10n/localization.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/han_text_parser.h"
+#include "core/lookup/lookup_decision.h"
+#include "core/lookup/lookup_service.h"
+#include "core/lookup/override_store.h"
+#include "core/text/unicode.h"
+#include "tools/cli/cli_format.h"
+#include "tools/cli/cli_online.h"
+#include "tools/cli/cli_progress.h"
+#include "tools/cli/cli_study.h"
 
 namespace talvo::cli {
 
@@ -31,7 +31,8 @@ constexpr const char* kUsage =
     "  lookup TEXT...          look up the Hán characters of TEXT ('-' reads standard input);\n"
     "                          without Hán, the Vietnamese syllables in reverse\n"
     "  reverse SYLLABLE...     the characters read as each syllable, most frequent first\n"
-    "  set-reading CHAR TEXT   save your own readings for CHAR (\"a, b\"); empty TEXT removes them\n"
+    "  set-reading CHAR TEXT   save your own readings for CHAR (\"a, b\"); empty TEXT removes "
+    "them\n"
     "  study summary           today's figures of the study deck (study.sqlite, data folder)\n"
     "  study queue             the cards of today's session, due reviews first\n"
     "  study grade UID RATING  grade a card: again, hard, good, easy (or 1-4)\n"
@@ -132,10 +133,10 @@ std::string joined(const std::vector<std::string>& parts) {
 }
 
 class Session {
-public:
+  public:
     Session(const Options& o, Environment& e) : m_o(o), m_e(e) {
-        m_lang = o.lang.value_or(appLanguageFromRaw(e.savedLanguage ? e.savedLanguage().value_or("")
-                                                                   : std::string()));
+        m_lang = o.lang.value_or(
+            appLanguageFromRaw(e.savedLanguage ? e.savedLanguage().value_or("") : std::string()));
     }
 
     // Opens the dictionary and, when it can, the overrides. False (after
@@ -241,7 +242,7 @@ public:
     AppLanguage lang() const { return m_lang; }
     const std::string& dataDir() const { return m_dataDir; }
 
-private:
+  private:
     const Options& m_o;
     Environment& m_e;
     AppLanguage m_lang = AppLanguage::vi;
@@ -279,8 +280,7 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
             }
             auto hs = HanTextParser::hanCharacters(o.operands[0]);
             if (hs.size() != 1 || hs[0] != o.operands[0]) {
-                throw UsageError{"set-reading: '" + o.operands[0] +
-                                 "' is not one Hán character"};
+                throw UsageError{"set-reading: '" + o.operands[0] + "' is not one Hán character"};
             }
         }
         if (o.command == "study") {

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "paths/app_paths.h"
+#include "core/paths/app_paths.h"
 
 namespace talvo::cli {
 
 // Exit codes of talvo-cli.
-inline constexpr int kExitOk = 0;           // an answer, a message or no match
-inline constexpr int kExitFailure = 1;      // a reading could not be saved
-inline constexpr int kExitUsage = 2;        // bad usage
+inline constexpr int kExitOk = 0;            // an answer, a message or no match
+inline constexpr int kExitFailure = 1;       // a reading could not be saved
+inline constexpr int kExitUsage = 2;         // bad usage
 inline constexpr int kExitNoDictionary = 3;  // dict.sqlite cannot be opened
 
 // Everything the program takes from its surroundings, so tests can run it

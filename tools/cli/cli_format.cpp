@@ -1,10 +1,10 @@
-#include "cli_format.h"
+#include "tools/cli/cli_format.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::cli {
 
@@ -12,7 +12,9 @@ namespace {
 
 using nlohmann::json;
 
-json optionalJson(const std::optional<std::string>& v) { return v ? json(*v) : json(nullptr); }
+json optionalJson(const std::optional<std::string>& v) {
+    return v ? json(*v) : json(nullptr);
+}
 
 json charJson(const CharReading& c) {
     return json{{"char", c.ch}, {"readings", c.readings}, {"gloss", optionalJson(c.gloss)}};

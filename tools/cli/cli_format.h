@@ -3,8 +3,8 @@
 #include <iosfwd>
 #include <string>
 
-#include "l10n/localization.h"
-#include "lookup/lookup_result.h"
+#include "core/l10n/localization.h"
+#include "core/lookup/lookup_result.h"
 
 namespace talvo::cli {
 

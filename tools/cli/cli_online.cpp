@@ -1,4 +1,4 @@
-#include "cli_online.h"
+#include "tools/cli/cli_online.h"
 
 #include <QCoreApplication>
 #include <algorithm>
@@ -8,20 +8,20 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "async/executor.h"
-#include "device/device_identity.h"
-#include "lessons/lessons_service.h"
-#include "lookup/dictionary_error.h"
-#include "lookup/dictionary_store.h"
-#include "online/online_config.h"
-#include "online/online_services.h"
-#include "settings/app_settings.h"
-#include "settings/token_store.h"
-#include "study/study_store.h"
-#include "sync/study_sync_service.h"
-#include "sync/study_sync_store.h"
-#include "text/unicode.h"
-#include "translate/tm_service.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
+#include "net/async/executor.h"
+#include "net/device/device_identity.h"
+#include "net/lessons/lessons_service.h"
+#include "net/online/online_config.h"
+#include "net/online/online_services.h"
+#include "net/settings/app_settings.h"
+#include "net/settings/token_store.h"
+#include "net/sync/study_sync_service.h"
+#include "net/sync/study_sync_store.h"
+#include "net/translate/tm_service.h"
 
 namespace talvo::cli {
 

@@ -1,4 +1,4 @@
-#include "cli_progress.h"
+#include "tools/cli/cli_progress.h"
 
 #include <unistd.h>
 
@@ -10,14 +10,14 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "cli_study.h"
-#include "lookup/dictionary_store.h"
-#include "progress/badges.h"
-#include "progress/profile_stats.h"
-#include "progress/quiz_model.h"
-#include "progress/xp.h"
-#include "study/study_store.h"
-#include "text/unicode.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/progress/badges.h"
+#include "core/progress/profile_stats.h"
+#include "core/progress/quiz_model.h"
+#include "core/progress/xp.h"
+#include "core/study/study_store.h"
+#include "core/text/unicode.h"
+#include "tools/cli/cli_study.h"
 
 namespace talvo::cli {
 

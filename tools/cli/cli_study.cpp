@@ -1,4 +1,4 @@
-#include "cli_study.h"
+#include "tools/cli/cli_study.h"
 
 #include <poll.h>
 #include <termios.h>
@@ -9,14 +9,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "lookup/dictionary_error.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/han_text_parser.h"
-#include "lookup/lookup_service.h"
-#include "study/study_session.h"
-#include "study/study_store.h"
-#include "study/study_texts.h"
-#include "text/unicode.h"
+#include "core/lookup/dictionary_error.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/han_text_parser.h"
+#include "core/lookup/lookup_service.h"
+#include "core/study/study_session.h"
+#include "core/study/study_store.h"
+#include "core/study/study_texts.h"
+#include "core/text/unicode.h"
 
 namespace talvo::cli {
 
@@ -105,7 +105,7 @@ struct KeyPress {
 };
 
 class KeySource {
-public:
+  public:
     virtual ~KeySource() = default;
     // Absent at the end of the input.
     virtual std::optional<KeyPress> next() = 0;
@@ -114,7 +114,7 @@ public:
 // One key per line, for pipes and scripts: "1" to "4", an empty line for
 // Return, a blank or "space" for Space, "q" to stop.
 class LineKeys : public KeySource {
-public:
+  public:
     explicit LineKeys(std::istream& in) : m_in(in) {}
 
     std::optional<KeyPress> next() override {
@@ -139,14 +139,14 @@ public:
         return k;
     }
 
-private:
+  private:
     std::istream& m_in;
 };
 
 // Single key presses from a terminal, without echo. The terminal's settings
 // are restored when the object goes away, whatever path leaves the review.
 class TerminalKeys : public KeySource {
-public:
+  public:
     TerminalKeys() {
         if (tcgetattr(STDIN_FILENO, &m_saved) != 0) {
             return;
@@ -201,7 +201,7 @@ public:
         return k;
     }
 
-private:
+  private:
     // Escape alone ends the review; Escape followed at once by a key is that
     // key with Option (Alt), which the session leaves alone; arrow and
     // function keys are swallowed whole.
@@ -245,7 +245,7 @@ private:
 // ---- the commands ------------------------------------------------------------
 
 class StudyCommand {
-public:
+  public:
     StudyCommand(const StudyOptions& o, StudyStore& store, Environment& e)
         : m_o(o), m_store(store), m_e(e) {}
 
@@ -422,7 +422,7 @@ public:
         return kExitOk;
     }
 
-private:
+  private:
     // Cards of one text can differ only by kind ("char:" or "phrase:"); the
     // list shows the uid where the front alone would not say which card it is.
     static std::string uidNote(const StudyCard& c) {

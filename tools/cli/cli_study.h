@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli_app.h"
-#include "l10n/localization.h"
+#include "core/l10n/localization.h"
+#include "tools/cli/cli_app.h"
 
 namespace talvo {
 class DictionaryStore;

@@ -1,6 +1,6 @@
-#include "saved_language.h"
+#include "tools/cli/saved_language.h"
 
-#include "settings/app_settings.h"
+#include "net/settings/app_settings.h"
 
 namespace talvo::cli {
 

@@ -1,11 +1,11 @@
-#include "corpus_counter.h"
+#include "tools/dictgen/corpus_counter.h"
 
 #include <algorithm>
 #include <filesystem>
 
-#include "han_chars.h"
-#include "line_reader.h"
-#include "text/unicode.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/line_reader.h"
 
 namespace talvo::dictgen {
 

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "issue_log.h"
+#include "tools/dictgen/issue_log.h"
 
 namespace talvo::dictgen {
 

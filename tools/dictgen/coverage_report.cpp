@@ -1,9 +1,9 @@
-#include "coverage_report.h"
+#include "tools/dictgen/coverage_report.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "han_chars.h"
+#include "tools/dictgen/han_chars.h"
 
 namespace talvo::dictgen {
 

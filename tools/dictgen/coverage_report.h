@@ -7,9 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "corpus_counter.h"
-#include "dictionary.h"
-#include "issue_log.h"
+#include "tools/dictgen/corpus_counter.h"
+#include "tools/dictgen/dictionary.h"
+#include "tools/dictgen/issue_log.h"
 
 namespace talvo::dictgen {
 

@@ -1,15 +1,15 @@
-#include "dictionary_builder.h"
+#include "tools/dictgen/dictionary_builder.h"
 
 #include <algorithm>
 #include <set>
 #include <tuple>
 #include <unordered_map>
 
-#include "gloss_text.h"
-#include "han_chars.h"
-#include "lookup/lookup_service.h"
-#include "tone_style.h"
-#include "variant_resolver.h"
+#include "core/lookup/lookup_service.h"
+#include "tools/dictgen/gloss_text.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/tone_style.h"
+#include "tools/dictgen/variant_resolver.h"
 
 namespace talvo::dictgen {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "corpus_counter.h"
-#include "dictionary.h"
-#include "m17n_reader.h"
-#include "readings_csv_reader.h"
-#include "thieuchuu_reader.h"
-#include "unihan_reader.h"
+#include "tools/dictgen/corpus_counter.h"
+#include "tools/dictgen/dictionary.h"
+#include "tools/dictgen/m17n_reader.h"
+#include "tools/dictgen/readings_csv_reader.h"
+#include "tools/dictgen/thieuchuu_reader.h"
+#include "tools/dictgen/unihan_reader.h"
 
 namespace talvo::dictgen {
 

@@ -1,9 +1,9 @@
-#include "dictionary_writer.h"
+#include "tools/dictgen/dictionary_writer.h"
 
 #include <filesystem>
 
-#include "db/database.h"
-#include "han_chars.h"
+#include "core/db/database.h"
+#include "tools/dictgen/han_chars.h"
 
 namespace talvo::dictgen {
 

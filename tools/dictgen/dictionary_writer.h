@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "dictionary.h"
+#include "tools/dictgen/dictionary.h"
 
 namespace talvo::dictgen {
 

@@ -1,4 +1,4 @@
-#include "generator.h"
+#include "tools/dictgen/generator.h"
 
 #include <sys/stat.h>
 
@@ -7,15 +7,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "corpus_counter.h"
-#include "coverage_report.h"
-#include "dictionary_builder.h"
-#include "dictionary_writer.h"
-#include "m17n_reader.h"
-#include "readings_csv_reader.h"
-#include "source_error.h"
-#include "thieuchuu_reader.h"
-#include "unihan_reader.h"
+#include "tools/dictgen/corpus_counter.h"
+#include "tools/dictgen/coverage_report.h"
+#include "tools/dictgen/dictionary_builder.h"
+#include "tools/dictgen/dictionary_writer.h"
+#include "tools/dictgen/m17n_reader.h"
+#include "tools/dictgen/readings_csv_reader.h"
+#include "tools/dictgen/source_error.h"
+#include "tools/dictgen/thieuchuu_reader.h"
+#include "tools/dictgen/unihan_reader.h"
 
 namespace talvo::dictgen {
 

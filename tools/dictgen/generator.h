@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "dictionary.h"
-#include "issue_log.h"
+#include "tools/dictgen/dictionary.h"
+#include "tools/dictgen/issue_log.h"
 
 namespace talvo::dictgen {
 

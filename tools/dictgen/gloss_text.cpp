@@ -1,6 +1,6 @@
-#include "gloss_text.h"
+#include "tools/dictgen/gloss_text.h"
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::dictgen::GlossText {
 

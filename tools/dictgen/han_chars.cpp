@@ -1,9 +1,9 @@
-#include "han_chars.h"
+#include "tools/dictgen/han_chars.h"
 
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::dictgen::HanChars {
 

@@ -1,4 +1,4 @@
-#include "issue_log.h"
+#include "tools/dictgen/issue_log.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,11 +1,11 @@
-#include "line_reader.h"
+#include "tools/dictgen/line_reader.h"
 
 #include <bzlib.h>
 
 #include <cstring>
 #include <vector>
 
-#include "source_error.h"
+#include "tools/dictgen/source_error.h"
 
 namespace talvo::dictgen {
 

@@ -1,14 +1,14 @@
-#include "m17n_reader.h"
+#include "tools/dictgen/m17n_reader.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <optional>
 
-#include "han_chars.h"
-#include "line_reader.h"
-#include "source_error.h"
-#include "telex.h"
-#include "text/unicode.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/line_reader.h"
+#include "tools/dictgen/source_error.h"
+#include "tools/dictgen/telex.h"
 
 namespace talvo::dictgen {
 

@@ -8,9 +8,9 @@
 #include <iostream>
 #include <string>
 
-#include "dictionary_writer.h"
-#include "generator.h"
-#include "source_error.h"
+#include "tools/dictgen/dictionary_writer.h"
+#include "tools/dictgen/generator.h"
+#include "tools/dictgen/source_error.h"
 
 #ifndef TALVO_DEFAULT_DATA_SOURCES
 #define TALVO_DEFAULT_DATA_SOURCES ""

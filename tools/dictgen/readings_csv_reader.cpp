@@ -1,12 +1,12 @@
-#include "readings_csv_reader.h"
+#include "tools/dictgen/readings_csv_reader.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "han_chars.h"
-#include "line_reader.h"
-#include "text/unicode.h"
-#include "tone_style.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/line_reader.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen {
 

@@ -1,7 +1,7 @@
-#include "telex.h"
+#include "tools/dictgen/telex.h"
 
-#include "text/unicode.h"
-#include "tone_style.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen::Telex {
 

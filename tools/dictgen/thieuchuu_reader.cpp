@@ -1,12 +1,12 @@
-#include "thieuchuu_reader.h"
+#include "tools/dictgen/thieuchuu_reader.h"
 
 #include <algorithm>
 #include <array>
 
-#include "han_chars.h"
-#include "line_reader.h"
-#include "text/unicode.h"
-#include "tone_style.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/line_reader.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen {
 

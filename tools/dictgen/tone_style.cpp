@@ -1,4 +1,4 @@
-#include "tone_style.h"
+#include "tools/dictgen/tone_style.h"
 
 #include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
@@ -7,7 +7,7 @@
 #include <array>
 #include <vector>
 
-#include "text/unicode.h"
+#include "core/text/unicode.h"
 
 namespace talvo::dictgen::ToneStyle {
 

@@ -1,13 +1,13 @@
-#include "unihan_reader.h"
+#include "tools/dictgen/unihan_reader.h"
 
 #include <algorithm>
 #include <filesystem>
 
-#include "han_chars.h"
-#include "line_reader.h"
-#include "source_error.h"
-#include "text/unicode.h"
-#include "tone_style.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/line_reader.h"
+#include "tools/dictgen/source_error.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen {
 

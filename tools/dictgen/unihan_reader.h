@@ -5,7 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "issue_log.h"
+#include "tools/dictgen/issue_log.h"
 
 namespace talvo::dictgen {
 

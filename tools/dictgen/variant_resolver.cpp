@@ -1,12 +1,12 @@
-#include "variant_resolver.h"
+#include "tools/dictgen/variant_resolver.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 #include <tuple>
 
-#include "han_chars.h"
-#include "text/unicode.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/han_chars.h"
 
 namespace talvo::dictgen {
 

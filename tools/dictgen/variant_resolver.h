@@ -5,8 +5,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "thieuchuu_reader.h"
-#include "unihan_reader.h"
+#include "tools/dictgen/thieuchuu_reader.h"
+#include "tools/dictgen/unihan_reader.h"
 
 namespace talvo::dictgen {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "ui/hotkey_combo.h"
+#include "core/ui/hotkey_combo.h"
 
 class QKeyEvent;
 

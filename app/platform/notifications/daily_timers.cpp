@@ -1,4 +1,4 @@
-#include "platform/notifications/daily_timers.h"
+#include "app/platform/notifications/daily_timers.h"
 
 #include <QTimeZone>
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "ui/shell_texts.h"
+#include "core/ui/shell_texts.h"
 
 namespace talvo {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/trust/accessibility_trust.h"
+#include "app/platform/trust/accessibility_trust.h"
 
 namespace talvo {
 

@@ -10,8 +10,8 @@
 #include <exception>
 #include <random>
 
-#include "lookup/dictionary_store.h"
-#include "study/study_store.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/study/study_store.h"
 
 int main(int argc, char** argv) {
     if (argc != 4) {
@@ -42,8 +42,8 @@ int main(int argc, char** argv) {
             int64_t today = clock.today();
             for (const talvo::StudyCard& card : store.queue(today)) {
                 int roll = static_cast<int>(rng() % 20);
-                talvo::Rating r = roll < 2   ? talvo::Rating::Again
-                                  : roll < 4 ? talvo::Rating::Hard
+                talvo::Rating r = roll < 2    ? talvo::Rating::Again
+                                  : roll < 4  ? talvo::Rating::Hard
                                   : roll < 17 ? talvo::Rating::Good
                                               : talvo::Rating::Easy;
                 store.grade(card, r, today);

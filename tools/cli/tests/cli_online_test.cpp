@@ -6,12 +6,12 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli_app.h"
-#include "db/database.h"
-#include "fixture_dict.h"
-#include "scripted_server.h"
-#include "settings/app_settings.h"
-#include "wire/sync_records.h"
+#include "core/db/database.h"
+#include "core/tests/fixture_dict.h"
+#include "core/wire/sync_records.h"
+#include "net/settings/app_settings.h"
+#include "net/tests/scripted_server.h"
+#include "tools/cli/cli_app.h"
 
 using namespace talvo;
 using namespace talvo::testing;

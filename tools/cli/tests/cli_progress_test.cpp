@@ -4,9 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli_app.h"
-#include "db/database.h"
-#include "fixture_dict.h"
+#include "core/db/database.h"
+#include "core/tests/fixture_dict.h"
+#include "tools/cli/cli_app.h"
 
 using namespace talvo;
 using namespace talvo::testing;

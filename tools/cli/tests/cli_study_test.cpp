@@ -6,10 +6,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli_app.h"
-#include "cli_study.h"
-#include "db/database.h"
-#include "fixture_dict.h"
+#include "core/db/database.h"
+#include "core/tests/fixture_dict.h"
+#include "tools/cli/cli_app.h"
+#include "tools/cli/cli_study.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -18,7 +18,7 @@ using nlohmann::json;
 namespace {
 
 class CliStudyTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         writeFixtureDict(dir.file("dict.sqlite"),
                          {

@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli_app.h"
-#include "fixture_dict.h"
-#include "text/unicode.h"
+#include "core/tests/fixture_dict.h"
+#include "core/text/unicode.h"
+#include "tools/cli/cli_app.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -16,7 +16,7 @@ using nlohmann::json;
 namespace {
 
 class CliTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         writeFixtureDict(dir.file("dict.sqlite"),
                          {
@@ -87,7 +87,8 @@ TEST_F(CliTest, SyllablesGoInReverseAndOtherTextGetsTheMessage) {
     EXPECT_EQ(j["syllables"][1]["candidates"][1]["readings"], json({"hãn", "hàn"}));
 
     ASSERT_EQ(run({"--json", "--lang", "en", "lookup", "page 3"}), 0);
-    EXPECT_EQ(jsonOut(), json({{"kind", "message"}, {"message", "No Hán characters in the selection."}}));
+    EXPECT_EQ(jsonOut(),
+              json({{"kind", "message"}, {"message", "No Hán characters in the selection."}}));
 
     saved = "zh";
     ASSERT_EQ(run({"reverse", "xyz"}), 0);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "corpus_counter.h"
-#include "fixture_files.h"
+#include "tools/dictgen/corpus_counter.h"
+#include "tools/dictgen/tests/fixture_files.h"
 
 namespace talvo::dictgen {
 namespace {

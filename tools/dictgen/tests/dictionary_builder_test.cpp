@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "corpus_counter.h"
-#include "dictionary_builder.h"
-#include "gloss_text.h"
-#include "han_chars.h"
-#include "lookup/lookup_service.h"
-#include "lookup/medical_sense.h"
-#include "text/unicode.h"
-#include "tone_style.h"
+#include "core/lookup/lookup_service.h"
+#include "core/lookup/medical_sense.h"
+#include "core/text/unicode.h"
+#include "tools/dictgen/corpus_counter.h"
+#include "tools/dictgen/dictionary_builder.h"
+#include "tools/dictgen/gloss_text.h"
+#include "tools/dictgen/han_chars.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen {
 namespace {

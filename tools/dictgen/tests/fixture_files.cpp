@@ -1,4 +1,4 @@
-#include "fixture_files.h"
+#include "tools/dictgen/tests/fixture_files.h"
 
 #include <bzlib.h>
 #include <stdlib.h>

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "db/database.h"
-#include "fixture_files.h"
-#include "generator.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/lookup_service.h"
-#include "source_error.h"
+#include "core/db/database.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/lookup_service.h"
+#include "tools/dictgen/generator.h"
+#include "tools/dictgen/source_error.h"
+#include "tools/dictgen/tests/fixture_files.h"
 
 namespace talvo::dictgen {
 namespace {

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "fixture_files.h"
-#include "generator.h"
-#include "lookup/dictionary_store.h"
-#include "lookup/lookup_service.h"
-#include "m17n_reader.h"
-#include "unihan_reader.h"
+#include "core/lookup/dictionary_store.h"
+#include "core/lookup/lookup_service.h"
+#include "tools/dictgen/generator.h"
+#include "tools/dictgen/m17n_reader.h"
+#include "tools/dictgen/tests/fixture_files.h"
+#include "tools/dictgen/unihan_reader.h"
 
 #ifndef TALVO_TEST_DATA_SOURCES
 #define TALVO_TEST_DATA_SOURCES ""

@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "fixture_files.h"
-#include "m17n_reader.h"
-#include "readings_csv_reader.h"
-#include "source_error.h"
-#include "thieuchuu_reader.h"
-#include "unihan_reader.h"
+#include "tools/dictgen/m17n_reader.h"
+#include "tools/dictgen/readings_csv_reader.h"
+#include "tools/dictgen/source_error.h"
+#include "tools/dictgen/tests/fixture_files.h"
+#include "tools/dictgen/thieuchuu_reader.h"
+#include "tools/dictgen/unihan_reader.h"
 
 namespace talvo::dictgen {
 namespace {

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "telex.h"
-#include "tone_style.h"
+#include "tools/dictgen/telex.h"
+#include "tools/dictgen/tone_style.h"
 
 namespace talvo::dictgen {
 namespace {

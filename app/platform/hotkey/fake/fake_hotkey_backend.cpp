@@ -1,10 +1,10 @@
-#include "platform/hotkey/fake/fake_hotkey_backend.h"
+#include "app/platform/hotkey/fake/fake_hotkey_backend.h"
 
 #include <QKeyEvent>
 #include <algorithm>
 
-#include "hotkey/qt_key_codes.h"
-#include "ui/key_codes.h"
+#include "app/platform/qt_key_codes.h"
+#include "core/ui/key_codes.h"
 
 namespace talvo {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/hotkey/hotkey_backend.h"
+#include "app/platform/hotkey/hotkey_backend.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "platform/hotkey/macos/carbon_hotkey_backend.h"
+#include "app/platform/hotkey/macos/carbon_hotkey_backend.h"
 
 #include <Carbon/Carbon.h>
 

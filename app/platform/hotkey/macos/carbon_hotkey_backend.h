@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/hotkey/hotkey_backend.h"
+#include "app/platform/hotkey/hotkey_backend.h"
 
 namespace talvo {
 

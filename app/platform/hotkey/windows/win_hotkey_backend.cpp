@@ -1,4 +1,4 @@
-#include "platform/hotkey/windows/win_hotkey_backend.h"
+#include "app/platform/hotkey/windows/win_hotkey_backend.h"
 
 #include <windows.h>
 
@@ -6,8 +6,8 @@
 #include <QKeyEvent>
 #include <QString>
 
-#include "hotkey/qt_key_codes.h"
-#include "ui/key_codes.h"
+#include "app/platform/qt_key_codes.h"
+#include "core/ui/key_codes.h"
 
 namespace talvo {
 

@@ -2,7 +2,7 @@
 
 #include <QAbstractNativeEventFilter>
 
-#include "platform/hotkey/hotkey_backend.h"
+#include "app/platform/hotkey/hotkey_backend.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "platform/hotkey/x11/x11_hotkey_backend.h"
+#include "app/platform/hotkey/x11/x11_hotkey_backend.h"
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -9,9 +9,9 @@
 #include <array>
 #include <cstdlib>
 
-#include "hotkey/qt_key_codes.h"
-#include "text/unicode.h"
-#include "ui/key_codes.h"
+#include "app/platform/qt_key_codes.h"
+#include "core/text/unicode.h"
+#include "core/ui/key_codes.h"
 
 namespace talvo {
 

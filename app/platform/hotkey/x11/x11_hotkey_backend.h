@@ -3,7 +3,7 @@
 #include <QAbstractNativeEventFilter>
 #include <memory>
 
-#include "platform/hotkey/hotkey_backend.h"
+#include "app/platform/hotkey/hotkey_backend.h"
 
 struct xcb_connection_t;
 

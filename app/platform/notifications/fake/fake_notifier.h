@@ -3,7 +3,7 @@
 #include <map>
 #include <vector>
 
-#include "platform/notifications/notifier.h"
+#include "app/platform/notifications/notifier.h"
 
 namespace talvo {
 

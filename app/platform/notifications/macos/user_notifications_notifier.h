@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/notifications/notifier.h"
+#include "app/platform/notifications/notifier.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "platform/notifications/macos/user_notifications_notifier.h"
+#include "app/platform/notifications/macos/user_notifications_notifier.h"
 
 #import <Foundation/Foundation.h>
 #import <UserNotifications/UserNotifications.h>

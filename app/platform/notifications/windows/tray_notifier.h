@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/notifications/daily_timers.h"
-#include "platform/notifications/notifier.h"
+#include "app/platform/notifications/daily_timers.h"
+#include "app/platform/notifications/notifier.h"
 
 namespace talvo {
 

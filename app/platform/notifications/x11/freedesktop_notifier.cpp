@@ -1,4 +1,4 @@
-#include "platform/notifications/x11/freedesktop_notifier.h"
+#include "app/platform/notifications/x11/freedesktop_notifier.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -3,8 +3,8 @@
 #include <QObject>
 #include <map>
 
-#include "platform/notifications/daily_timers.h"
-#include "platform/notifications/notifier.h"
+#include "app/platform/notifications/daily_timers.h"
+#include "app/platform/notifications/notifier.h"
 
 namespace talvo {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "selection/clipboard_access.h"
+#include "app/platform/clipboard_access.h"
 
 namespace talvo {
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/selection/selection_backend.h"
+#include "app/platform/selection/selection_backend.h"
 
 namespace talvo {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/selection/selection_backend.h"
-#include "selection/clipboard_access.h"
+#include "app/platform/clipboard_access.h"
+#include "app/platform/selection/selection_backend.h"
 
 namespace talvo {
 

@@ -1,4 +1,4 @@
-#include "platform/selection/macos/macos_selection_backend.h"
+#include "app/platform/selection/macos/macos_selection_backend.h"
 
 #import <AppKit/AppKit.h>
 #include <ApplicationServices/ApplicationServices.h>

@@ -1,4 +1,4 @@
-#include "platform/selection/windows/win_selection_backend.h"
+#include "app/platform/selection/windows/win_selection_backend.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/selection/selection_backend.h"
+#include "app/platform/selection/selection_backend.h"
 
 namespace talvo {
 

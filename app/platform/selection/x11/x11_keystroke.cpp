@@ -1,4 +1,4 @@
-#include "platform/selection/x11/x11_keystroke.h"
+#include "app/platform/selection/x11/x11_keystroke.h"
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>

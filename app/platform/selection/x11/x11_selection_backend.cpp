@@ -1,4 +1,4 @@
-#include "platform/selection/x11/x11_selection_backend.h"
+#include "app/platform/selection/x11/x11_selection_backend.h"
 
 #include <xcb/xcb.h>
 
@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/selection/x11/x11_keystroke.h"
-#include "ui/terminal_windows.h"
+#include "app/platform/selection/x11/x11_keystroke.h"
+#include "core/ui/terminal_windows.h"
 
 namespace talvo {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/selection/selection_backend.h"
+#include "app/platform/selection/selection_backend.h"
 
 struct xcb_connection_t;
 

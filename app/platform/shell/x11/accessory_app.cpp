@@ -1,4 +1,4 @@
-#include "platform/shell/accessory_app.h"
+#include "app/platform/shell/accessory_app.h"
 
 namespace talvo {
 

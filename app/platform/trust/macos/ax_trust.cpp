@@ -1,4 +1,4 @@
-#include "platform/trust/macos/ax_trust.h"
+#include "app/platform/trust/macos/ax_trust.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 

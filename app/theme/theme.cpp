@@ -1,4 +1,4 @@
-#include "popup/theme.h"
+#include "app/theme/theme.h"
 
 namespace talvo::theme {
 

@@ -1,9 +1,9 @@
-#include "hotkey/qt_key_codes.h"
+#include "app/platform/qt_key_codes.h"
 
 #include <array>
 #include <utility>
 
-#include "ui/hotkey_combo.h"
+#include "core/ui/hotkey_combo.h"
 
 namespace talvo {
 

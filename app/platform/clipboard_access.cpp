@@ -1,4 +1,4 @@
-#include "selection/clipboard_access.h"
+#include "app/platform/clipboard_access.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

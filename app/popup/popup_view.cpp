@@ -48,17 +48,6 @@ QString elided(const std::string& s, size_t maxGraphemes) {
     return cut ? q + QStringLiteral("…") : q;
 }
 
-QLabel* plainLabel(const QString& text, QFont font, const char* role = nullptr) {
-    auto* l = new QLabel(text);
-    l->setTextFormat(Qt::PlainText);
-    l->setWordWrap(true);
-    l->setFont(font);
-    if (role) {
-        l->setProperty("role", role);
-    }
-    return l;
-}
-
 void setRole(QWidget* w, const char* role) {
     w->setProperty("role", role);
     w->style()->unpolish(w);
@@ -151,12 +140,7 @@ QPushButton* PopupView::button(const QString& text, const char* name) {
     return b;
 }
 
-void PopupView::buildMessage() {
-    auto* row = new QHBoxLayout;
-    auto* text = plainLabel(QString::fromStdString(m_result.phrase), theme::bodyFont(15));
-    text->setObjectName(QStringLiteral("message"));
-    text->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    row->addWidget(text, 1);
+QToolButton* PopupView::closeButton() {
     auto* close = new QToolButton;
     close->setObjectName(QStringLiteral("close"));
     close->setText(QStringLiteral("✕"));
@@ -166,7 +150,16 @@ void PopupView::buildMessage() {
             m_actions.close();
         }
     });
-    row->addWidget(close, 0, Qt::AlignTop);
+    return close;
+}
+
+void PopupView::buildMessage() {
+    auto* row = new QHBoxLayout;
+    auto* text = theme::plainLabel(QString::fromStdString(m_result.phrase), theme::bodyFont(15));
+    text->setObjectName(QStringLiteral("message"));
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    row->addWidget(text, 1);
+    row->addWidget(closeButton(), 0, Qt::AlignTop);
     m_outer->addLayout(row);
     m_outer->addStretch(1);
 }
@@ -174,20 +167,11 @@ void PopupView::buildMessage() {
 void PopupView::buildLookup() {
     // Header: the phrase, its readings line, the close button.
     auto* head = new QHBoxLayout;
-    auto* phrase = plainLabel(elided(m_result.phrase, kHeaderGraphemes), theme::hanFont(28));
+    auto* phrase = theme::plainLabel(elided(m_result.phrase, kHeaderGraphemes), theme::hanFont(28));
     phrase->setObjectName(QStringLiteral("phrase"));
     phrase->setTextInteractionFlags(Qt::TextSelectableByMouse);
     head->addWidget(phrase, 1);
-    auto* close = new QToolButton;
-    close->setObjectName(QStringLiteral("close"));
-    close->setText(QStringLiteral("✕"));
-    close->setToolTip(m_l10n.text(msg::kClose));
-    connect(close, &QToolButton::clicked, this, [this] {
-        if (m_actions.close) {
-            m_actions.close();
-        }
-    });
-    head->addWidget(close, 0, Qt::AlignTop);
+    head->addWidget(closeButton(), 0, Qt::AlignTop);
     m_outer->addLayout(head);
 
     std::string am = m_result.amString();
@@ -196,7 +180,7 @@ void PopupView::buildLookup() {
         if (line.size() > kReadingsLineChars) {
             line = line.left(kReadingsLineChars) + QStringLiteral("…");
         }
-        auto* amLabel = plainLabel(line, theme::bodyFont(17, true), "reading");
+        auto* amLabel = theme::plainLabel(line, theme::bodyFont(17, true), "reading");
         amLabel->setObjectName(QStringLiteral("amString"));
         amLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
         m_outer->addWidget(amLabel);
@@ -253,7 +237,7 @@ void PopupView::buildLookup() {
         body->addWidget(buildRow(m_result.chars[static_cast<size_t>(i)], i));
     }
     if (static_cast<int>(m_result.chars.size()) > shown) {
-        body->addWidget(plainLabel(
+        body->addWidget(theme::plainLabel(
             m_l10n.format(msg::kMoreCharacters,
                           QString::number(static_cast<int>(m_result.chars.size()) - shown)),
             theme::bodyFont(12), "muted"));
@@ -265,10 +249,11 @@ void PopupView::buildLookup() {
     }
     if (m_result.nghia && !m_result.nghia->empty()) {
         auto* heading =
-            plainLabel(m_l10n.text(msg::kFullEntry), theme::bodyFont(11, true), "muted");
+            theme::plainLabel(m_l10n.text(msg::kFullEntry), theme::bodyFont(11, true), "muted");
         body->addSpacing(4);
         body->addWidget(heading);
-        auto* full = plainLabel(QString::fromStdString(*m_result.nghia), theme::bodyFont(13));
+        auto* full =
+            theme::plainLabel(QString::fromStdString(*m_result.nghia), theme::bodyFont(13));
         full->setObjectName(QStringLiteral("fullEntry"));
         full->setTextInteractionFlags(Qt::TextSelectableByMouse);
         body->addWidget(full);
@@ -285,14 +270,14 @@ void PopupView::buildLookup() {
     m_translationBlock->setProperty("role", "translation");
     auto* tl = new QVBoxLayout(m_translationBlock);
     tl->setContentsMargins(10, 8, 10, 8);
-    m_translationLabel = plainLabel(QString(), theme::bodyFont(14));
+    m_translationLabel = theme::plainLabel(QString(), theme::bodyFont(14));
     m_translationLabel->setObjectName(QStringLiteral("translation"));
     m_translationLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     tl->addWidget(m_translationLabel);
     m_translationBlock->hide();
     m_outer->addWidget(m_translationBlock);
 
-    m_status = plainLabel(QString(), theme::bodyFont(11), "ok");
+    m_status = theme::plainLabel(QString(), theme::bodyFont(11), "ok");
     m_status->setObjectName(QStringLiteral("status"));
     m_status->hide();
     m_outer->addWidget(m_status);
@@ -329,7 +314,7 @@ QWidget* PopupView::buildRow(const CharReading& c, int index) {
     readings->setFont(theme::bodyFont(16));
     column->addWidget(readings);
     if (c.gloss && !c.gloss->empty()) {
-        auto* gloss = plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13));
+        auto* gloss = theme::plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13));
         gloss->setObjectName(QStringLiteral("gloss"));
         gloss->setTextInteractionFlags(Qt::TextSelectableByMouse);
         column->addWidget(gloss);
@@ -419,7 +404,8 @@ void PopupView::beginEditing(int row) {
     m_editor->selectAll();
     m_editor->installEventFilter(new EscapeFilter(m_editor, [this] { cancelEditing(); }));
     connect(m_editor, &QLineEdit::returnPressed, this, &PopupView::saveEditing);
-    m_editorHint = plainLabel(m_l10n.text(msg::kEditReadingHint), theme::bodyFont(11), "muted");
+    m_editorHint =
+        theme::plainLabel(m_l10n.text(msg::kEditReadingHint), theme::bodyFont(11), "muted");
     m_rows[static_cast<size_t>(row)].textColumn->addWidget(m_editor);
     m_rows[static_cast<size_t>(row)].textColumn->addWidget(m_editorHint);
     m_editingRow = row;

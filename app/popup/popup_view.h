@@ -13,6 +13,7 @@ class QFrame;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QToolButton;
 class QVBoxLayout;
 
 namespace talvo {
@@ -89,6 +90,7 @@ class PopupView : public QWidget {
         QVBoxLayout* textColumn = nullptr;
     };
 
+    QToolButton* closeButton();
     void buildMessage();
     void buildLookup();
     QWidget* buildRow(const CharReading& c, int index);

@@ -13,33 +13,11 @@
 #include "app/shell/localization.h"
 #include "app/theme/theme.h"
 #include "core/l10n/localization.h"
+#include "core/ui/lookup_text.h"
 
 namespace talvo {
 
-namespace {
-
-QLabel* plainLabel(const QString& text, QFont font, const char* role = nullptr) {
-    auto* l = new QLabel(text);
-    l->setTextFormat(Qt::PlainText);
-    l->setWordWrap(true);
-    l->setFont(font);
-    if (role) {
-        l->setProperty("role", role);
-    }
-    return l;
-}
-
-QString joined(const std::vector<std::string>& readings) {
-    QStringList parts;
-    for (const std::string& r : readings) {
-        if (!r.empty()) {
-            parts << QString::fromStdString(r);
-        }
-    }
-    return parts.join(QStringLiteral(", "));
-}
-
-}  // namespace
+namespace {}  // namespace
 
 ReversePopupView::ReversePopupView(const ReverseLookup& result,
                                    std::function<void(const QString&)> copy,
@@ -54,8 +32,8 @@ ReversePopupView::ReversePopupView(const ReverseLookup& result,
     outer->setSpacing(8);
 
     auto* head = new QHBoxLayout;
-    auto* query =
-        plainLabel(QString::fromStdString(result.query), theme::bodyFont(20, true), "reading");
+    auto* query = theme::plainLabel(QString::fromStdString(result.query), theme::bodyFont(20, true),
+                                    "reading");
     query->setObjectName(QStringLiteral("query"));
     head->addWidget(query, 1);
     auto* closeButton = new QToolButton;
@@ -71,9 +49,9 @@ ReversePopupView::ReversePopupView(const ReverseLookup& result,
     outer->addLayout(head);
 
     if (result.hasNoMatch()) {
-        auto* none =
-            plainLabel(l10n.format(msg::kNoReverseMatch, QString::fromStdString(result.query)),
-                       theme::bodyFont(15));
+        auto* none = theme::plainLabel(
+            l10n.format(msg::kNoReverseMatch, QString::fromStdString(result.query)),
+            theme::bodyFont(15));
         none->setObjectName(QStringLiteral("noMatch"));
         outer->addWidget(none);
         outer->addStretch(1);
@@ -97,14 +75,15 @@ ReversePopupView::ReversePopupView(const ReverseLookup& result,
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     outer->addWidget(scroll, 1);
 
-    m_status = plainLabel(QString(), theme::bodyFont(11), "ok");
+    m_status = theme::plainLabel(QString(), theme::bodyFont(11), "ok");
     m_status->setObjectName(QStringLiteral("status"));
     m_status->hide();
     outer->addWidget(m_status);
 }
 
 void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) {
-    auto* heading = plainLabel(QString::fromStdString(s.am), theme::bodyFont(15, true), "reading");
+    auto* heading =
+        theme::plainLabel(QString::fromStdString(s.am), theme::bodyFont(15, true), "reading");
     heading->setObjectName(QStringLiteral("syllable"));
     body->addSpacing(4);
     body->addWidget(heading);
@@ -112,7 +91,7 @@ void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) 
     rule->setProperty("role", "rule");
     body->addWidget(rule);
     if (s.candidates.empty()) {
-        body->addWidget(plainLabel(QStringLiteral("—"), theme::bodyFont(13), "muted"));
+        body->addWidget(theme::plainLabel(QStringLiteral("—"), theme::bodyFont(13), "muted"));
         return;
     }
     auto* grid = new QGridLayout;
@@ -143,15 +122,17 @@ void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) 
         grid->addWidget(glyph, i, 0, Qt::AlignTop);
         auto* text = new QVBoxLayout;
         text->setSpacing(0);
-        text->addWidget(plainLabel(joined(c.readings), theme::bodyFont(13), "muted"));
+        text->addWidget(theme::plainLabel(QString::fromStdString(joinReadings(c.readings)),
+                                          theme::bodyFont(13), "muted"));
         if (c.gloss && !c.gloss->empty()) {
-            text->addWidget(plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13)));
+            text->addWidget(
+                theme::plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13)));
         }
         grid->addLayout(text, i, 1);
     }
     body->addLayout(grid);
     if (static_cast<int>(s.candidates.size()) > shown) {
-        body->addWidget(plainLabel(
+        body->addWidget(theme::plainLabel(
             m_l10n.format(msg::kMoreCandidates,
                           QString::number(static_cast<int>(s.candidates.size()) - shown)),
             theme::bodyFont(12), "muted"));

@@ -24,19 +24,9 @@ QString q(const std::string& s) {
     return QString::fromStdString(s);
 }
 
+// Card texts come from the deck and the server: plain text only.
 QLabel* label(const char* name, QFont font, const char* role = nullptr) {
-    auto* l = new QLabel;
-    l->setObjectName(QString::fromLatin1(name));
-    l->setTextFormat(Qt::PlainText);  // card texts come from the deck and the server
-    l->setWordWrap(true);
-    l->setFont(font);
-    // Room above the line box: the stacked marks of capitals such as "Ô"
-    // rise past the ascent of some serif faces and would be cut off.
-    l->setContentsMargins(0, 2, 0, 0);
-    if (role) {
-        l->setProperty("role", role);
-    }
-    return l;
+    return theme::windowLabel(name, QString(), std::move(font), role);
 }
 
 // The front shrinks with its length so that a four-character word still

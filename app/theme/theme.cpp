@@ -1,5 +1,8 @@
 #include "app/theme/theme.h"
 
+#include <QLabel>
+#include <utility>
+
 namespace talvo::theme {
 
 QFont hanFont(int pixelSize) {
@@ -85,6 +88,25 @@ QString studyWindowStyleSheet(const QString& objectName) {
                "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
                .arg(objectName, YDao::paper().name(), YDao::line().name(), YDao::muted().name(),
                     YDao::seal().name());
+}
+
+QLabel* plainLabel(const QString& text, QFont font, const char* role) {
+    auto* l = new QLabel(text);
+    l->setTextFormat(Qt::PlainText);
+    l->setWordWrap(true);
+    l->setFont(font);
+    if (role) {
+        l->setProperty("role", role);
+    }
+    return l;
+}
+
+QLabel* windowLabel(const char* objectName, const QString& text, QFont font, const char* role) {
+    QLabel* l = plainLabel(text, std::move(font), role);
+    l->setObjectName(QString::fromLatin1(objectName));
+    // Those marks rise past the ascent of some serif faces and would be cut off.
+    l->setContentsMargins(0, 2, 0, 0);
+    return l;
 }
 
 }  // namespace talvo::theme

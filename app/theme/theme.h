@@ -4,6 +4,8 @@
 #include <QFont>
 #include <QString>
 
+class QLabel;
+
 namespace talvo {
 
 // The palette every view of the program draws with: ink on paper, a seal red
@@ -48,6 +50,14 @@ QString windowStyleSheet();
 // of the window named `objectName`, transparent scroll areas with a slim bar,
 // and the "muted" and "seal" label roles.
 QString studyWindowStyleSheet(const QString& objectName);
+// A word-wrapped plain-text label (text from the dictionary or the user is
+// never read as rich text) in `font`; `role` names its style sheet role
+// ("muted", "reading", …). The caller takes ownership.
+QLabel* plainLabel(const QString& text, QFont font, const char* role = nullptr);
+// plainLabel for the study windows, named `objectName`, with room above the
+// line box for the stacked marks of capitals such as "Ô".
+QLabel* windowLabel(const char* objectName, const QString& text, QFont font,
+                    const char* role = nullptr);
 }  // namespace theme
 
 }  // namespace talvo

@@ -2,7 +2,6 @@
 
 namespace talvo {
 
-namespace {
 std::string joinReadings(const std::vector<std::string>& readings) {
     std::string out;
     for (const std::string& r : readings) {
@@ -16,7 +15,6 @@ std::string joinReadings(const std::vector<std::string>& readings) {
     }
     return out;
 }
-}  // namespace
 
 std::string lookupPlainText(const PhraseLookup& result) {
     std::string out = result.phrase;

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "core/lookup/lookup_result.h"
 
 namespace talvo {
+
+// The non-empty readings joined with ", " ("thương, thảng"); empty when none.
+std::string joinReadings(const std::vector<std::string>& readings);
 
 // A lookup as plain text for the clipboard: the phrase, its readings line,
 // then one line per character ("傷  thương, thảng — gloss") and, for one

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "core/text/unicode.h"
+#include "core/ui/lookup_text.h"
 
 namespace talvo::cli {
 
@@ -25,18 +26,10 @@ std::string dump(const json& j) {
     return j.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-std::string joinReadings(const std::vector<std::string>& readings) {
-    std::string out;
-    for (const std::string& r : readings) {
-        if (r.empty()) {
-            continue;
-        }
-        if (!out.empty()) {
-            out += ", ";
-        }
-        out += r;
-    }
-    return out.empty() ? "—" : out;
+// The aligned table needs a visible mark for a character without readings.
+std::string readingsCell(const std::vector<std::string>& readings) {
+    std::string joined = joinReadings(readings);
+    return joined.empty() ? "—" : joined;
 }
 
 std::string oneLine(const std::optional<std::string>& s) {
@@ -61,7 +54,7 @@ void printRows(std::ostream& out, const std::vector<CharReading>& rows, const st
     constexpr size_t kMaxReadingsWidth = 28;
     size_t width = 0;
     for (const CharReading& c : rows) {
-        width = std::max(width, text::displayWidth(joinReadings(c.readings)));
+        width = std::max(width, text::displayWidth(readingsCell(c.readings)));
     }
     width = std::min(width, kMaxReadingsWidth);
     for (const CharReading& c : rows) {
@@ -70,10 +63,10 @@ void printRows(std::ostream& out, const std::vector<CharReading>& rows, const st
         out << "  ";
         std::string gloss = oneLine(c.gloss);
         if (gloss.empty()) {
-            out << joinReadings(c.readings) << '\n';
+            out << readingsCell(c.readings) << '\n';
             continue;
         }
-        pad(out, joinReadings(c.readings), width);
+        pad(out, readingsCell(c.readings), width);
         out << "  " << gloss << '\n';
     }
 }

@@ -9,8 +9,8 @@
 #include <QVBoxLayout>
 
 #include "app/study/breakable_text.h"
+#include "app/study/lessons_view_model.h"
 #include "app/theme/theme.h"
-#include "net/lessons/lessons_service.h"
 
 namespace talvo {
 
@@ -20,19 +20,9 @@ QString q(const std::string& s) {
     return QString::fromStdString(s);
 }
 
+// Titles and labels come from the server: plain text only.
 QLabel* label(const char* name, const QString& text, QFont font, const char* role = nullptr) {
-    auto* l = new QLabel(text);
-    l->setObjectName(QString::fromLatin1(name));
-    l->setTextFormat(Qt::PlainText);  // titles and labels come from the server
-    l->setWordWrap(true);
-    l->setFont(font);
-    // Room above the line box: the stacked marks of capitals such as "Ô"
-    // rise past the ascent of some serif faces and would be cut off.
-    l->setContentsMargins(0, 2, 0, 0);
-    if (role) {
-        l->setProperty("role", role);
-    }
-    return l;
+    return theme::windowLabel(name, text, std::move(font), role);
 }
 
 QString u(const char* s) {

@@ -4,7 +4,7 @@
 #include <QScreen>
 
 #include "app/study/lessons_view.h"
-#include "net/lessons/lessons_service.h"
+#include "app/study/lessons_view_model.h"
 
 namespace talvo {
 

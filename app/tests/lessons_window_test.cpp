@@ -8,6 +8,7 @@
 #include <QStackedWidget>
 #include <deque>
 
+#include "app/study/lessons_view_model.h"
 #include "app/study/lessons_window_controller.h"
 #include "app/study/study_window_controller.h"
 #include "app/tests/ui_input.h"
@@ -218,4 +219,26 @@ TEST_F(LessonsWindowTest, AFailedReloadKeepsTheListAndOffersARetry) {
     background.runAll();
     EXPECT_FALSE(window()->findChild<QWidget*>(QStringLiteral("banner"))->isVisible());
     EXPECT_EQ(rows().size(), 3u);
+}
+
+TEST_F(LessonsWindowTest, TheModelFetchesOnceAtATimeAndDropsAnswersAfterItIsGone) {
+    transport.answer(200, kFeed);
+    transport.answer(200, kFeed);
+    {
+        LessonsViewModel model(store, service);
+        int changes = 0;
+        model.changed = [&] { ++changes; };
+        model.load();
+        model.load();  // a second press while the first fetch is under way
+        EXPECT_TRUE(model.loading());
+        background.runAll();
+        EXPECT_EQ(transport.urls.size(), 1u);
+        EXPECT_FALSE(model.loading());
+        EXPECT_EQ(model.lessons().size(), 3u);
+        EXPECT_EQ(changes, 2) << "once when it starts, once when it lands";
+
+        model.load();
+    }
+    background.runAll();  // answers a model that no longer exists
+    EXPECT_EQ(transport.urls.size(), 2u);
 }

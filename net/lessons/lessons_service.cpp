@@ -1,6 +1,5 @@
 #include "net/lessons/lessons_service.h"
 
-#include "core/study/study_store.h"
 #include "net/async/executor.h"
 #include "net/http/http_transport.h"
 
@@ -60,79 +59,6 @@ void LessonsService::fetch(Completion done) {
             deliver(Outcome{std::nullopt, "no thread available for the request"});
         });
     }
-}
-
-LessonsViewModel::LessonsViewModel(StudyStore& store, LessonsService& service)
-    : m_store(store), m_service(service) {}
-
-LessonsViewModel::~LessonsViewModel() = default;
-
-void LessonsViewModel::notify() {
-    if (changed) {
-        changed();
-    }
-}
-
-int64_t LessonsViewModel::have(const wire::Lesson& lesson) const {
-    auto it = m_inDeck.find(lesson.id);
-    return it == m_inDeck.end() ? 0 : it->second;
-}
-
-LessonsViewModel::Action LessonsViewModel::actionFor(const wire::Lesson& lesson) const {
-    int64_t n = static_cast<int64_t>(lesson.items.size());
-    int64_t h = have(lesson);
-    if (h >= n) {
-        return Action::complete;
-    }
-    return h == 0 ? Action::add : Action::addMissing;
-}
-
-void LessonsViewModel::load() {
-    if (m_loading) {
-        return;
-    }
-    m_loading = true;
-    m_failed = false;
-    notify();
-    std::weak_ptr<char> alive = m_alive;
-    m_service.fetch([this, alive](LessonsService::Outcome outcome) {
-        if (alive.expired()) {
-            return;
-        }
-        if (!outcome.lessons) {
-            m_failed = true;
-            m_lastError = outcome.error;
-        } else {
-            wire::sortLessons(*outcome.lessons);
-            m_lessons = std::move(*outcome.lessons);
-            m_lastError.clear();
-            recount();
-        }
-        m_loading = false;
-        notify();
-    });
-}
-
-void LessonsViewModel::recompute() {
-    recount();
-    notify();
-}
-
-void LessonsViewModel::recount() {
-    std::map<int64_t, int64_t> counts;
-    for (const wire::Lesson& lesson : m_lessons) {
-        counts[lesson.id] = m_store.countInDeck(wire::itemUids(lesson));
-    }
-    m_inDeck = std::move(counts);
-}
-
-int64_t LessonsViewModel::add(const wire::Lesson& lesson) {
-    int64_t n = m_store.addLessonCards(lesson.items);
-    recompute();
-    if (added) {
-        added(n);
-    }
-    return n;
 }
 
 }  // namespace talvo

@@ -10,6 +10,7 @@
 
 #include "core/lookup/dictionary_error.h"
 #include "core/lookup/dictionary_store.h"
+#include "core/study/lesson_shelf.h"
 #include "core/study/study_store.h"
 #include "core/text/unicode.h"
 #include "net/async/executor.h"
@@ -264,73 +265,74 @@ class OnlineSession {
             return kExitFailure;
         }
         OnlineServices services(m_inline, config(), servicesOptions());
-        LessonsViewModel model(store, services.lessons());
-        model.load();
-        if (model.failed()) {
-            m_e.err << "Could not fetch the lessons: " << model.lastError() << '\n';
+        // The executors are inline: the answer is in when fetch returns.
+        LessonsService::Outcome fetched;
+        services.lessons().fetch([&fetched](LessonsService::Outcome o) { fetched = std::move(o); });
+        if (!fetched.lessons) {
+            m_e.err << "Could not fetch the lessons: " << fetched.error << '\n';
             return kExitFailure;
         }
+        LessonShelf shelf(store);
+        shelf.setLessons(std::move(*fetched.lessons));
         if (m_o.operands.empty()) {
-            return listLessons(model);
+            return listLessons(shelf);
         }
         int64_t id = *parseId(m_o.operands[1]);
-        const auto& all = model.lessons();
-        auto it = std::find_if(all.begin(), all.end(),
-                               [id](const wire::Lesson& l) { return l.id == id; });
-        if (it == all.end()) {
+        const wire::Lesson* lesson = shelf.find(id);
+        if (!lesson) {
             m_e.err << "talvo-cli: the service has no lesson " << id
                     << " (talvo-cli lessons lists them)\n";
             return kExitFailure;
         }
-        int64_t added = model.add(*it);
+        int64_t added = shelf.add(*lesson);
         if (m_o.json) {
             m_e.out << dump(json{{"id", id},
                                  {"added", added},
-                                 {"inDeck", model.have(*it)},
-                                 {"items", it->items.size()}})
+                                 {"inDeck", shelf.have(*lesson)},
+                                 {"items", lesson->items.size()}})
                     << '\n';
         } else {
-            m_e.out << "Added " << plural(added, "card", "cards") << " from “" << it->title
-                    << "”: " << model.have(*it) << "/" << it->items.size()
+            m_e.out << "Added " << plural(added, "card", "cards") << " from “" << lesson->title
+                    << "”: " << shelf.have(*lesson) << "/" << lesson->items.size()
                     << " of its items are in the deck.\n";
         }
         return kExitOk;
     }
 
   private:
-    int listLessons(const LessonsViewModel& model) {
+    int listLessons(const LessonShelf& shelf) {
         if (m_o.json) {
             json list = json::array();
-            for (const wire::Lesson& l : model.lessons()) {
+            for (const wire::Lesson& l : shelf.lessons()) {
                 json j{{"id", l.id}, {"title", l.title}};
                 j["hanLabel"] = l.hanLabel ? json(*l.hanLabel) : json(nullptr);
                 j["tier"] = l.tier ? json(*l.tier) : json(nullptr);
                 j["ord"] = l.ord ? json(*l.ord) : json(nullptr);
                 j["items"] = l.items.size();
-                j["inDeck"] = model.have(l);
+                j["inDeck"] = shelf.have(l);
                 list.push_back(std::move(j));
             }
             m_e.out << dump(list) << '\n';
             return kExitOk;
         }
-        if (model.lessons().empty()) {
+        if (shelf.lessons().empty()) {
             m_e.out << "Chưa có lộ trình\n";
             return kExitOk;
         }
-        for (const wire::Lesson& l : model.lessons()) {
-            m_e.out << l.id << "  " << model.have(l) << "/" << l.items.size() << "  "
+        for (const wire::Lesson& l : shelf.lessons()) {
+            m_e.out << l.id << "  " << shelf.have(l) << "/" << l.items.size() << "  "
                     << text::sanitizeUtf8(l.title);
             if (l.hanLabel && !l.hanLabel->empty()) {
                 m_e.out << "  " << *l.hanLabel;
             }
-            switch (model.actionFor(l)) {
-                case LessonsViewModel::Action::complete:
+            switch (shelf.actionFor(l)) {
+                case LessonShelf::Action::complete:
                     m_e.out << "  (complete)";
                     break;
-                case LessonsViewModel::Action::addMissing:
+                case LessonShelf::Action::addMissing:
                     m_e.out << "  (talvo-cli lessons add " << l.id << " adds the missing ones)";
                     break;
-                case LessonsViewModel::Action::add:
+                case LessonShelf::Action::add:
                     break;
             }
             m_e.out << '\n';

@@ -9,11 +9,9 @@
 
 #include "core/wire/lessons_feed.h"
 #include "net/online/online_config.h"
+#include "net/online/round_trip.h"
 
 namespace talvo {
-
-class Executor;
-class HttpTransport;
 
 // Fetches the lessons feed: a plain GET of base + /api/study/lessons with a
 // 12-second limit and no headers of our own. Status 200 with a body that
@@ -44,12 +42,12 @@ class LessonsService {
     void fetch(Completion done);
 
   private:
-    HttpTransport& m_transport;
-    Executor& m_background;
-    Executor& m_owner;
+    // Runs on the background thread: a big feed is decoded off the owner's.
+    static Outcome read(const HttpResult& result);
+
+    RoundTrip m_trip;
     OnlineConfig m_config;
     std::chrono::milliseconds m_timeout;
-    std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 
 }  // namespace talvo

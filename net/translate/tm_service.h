@@ -7,11 +7,9 @@
 
 #include "core/wire/translate_records.h"
 #include "net/online/online_config.h"
+#include "net/online/round_trip.h"
 
 namespace talvo {
-
-class Executor;
-class HttpTransport;
 
 // Asks the service's translation memory for a Vietnamese translation of a Hán
 // passage: POST base + /api/tm/translate with {"zh": passage} and the device
@@ -41,12 +39,9 @@ class TMService {
     void translate(const std::string& zh, Completion done);
 
   private:
-    HttpTransport& m_transport;
-    Executor& m_background;
-    Executor& m_owner;
+    RoundTrip m_trip;
     OnlineConfig m_config;
     std::chrono::milliseconds m_timeout;
-    std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 
 }  // namespace talvo

@@ -44,19 +44,19 @@ class LessonsTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores store;
     ScriptedServer server;
     CurlTransport transport{CurlTransport::Options{"*"}};
     InlineExecutor now;
     LessonsService service{transport, now, now, configFor(server.url()), 500ms};
-    LessonsViewModel model{store, service};
+    LessonsViewModel model{store.study, service};
 };
 
 }  // namespace
 
 TEST_F(LessonsTest, LoadFetchesSortsAndCountsWhatIsInTheDeck) {
     server.answer("GET", "/api/study/lessons", 200, kFeed);
-    insertCard(store.database(), "char:數", 1, 0, 0);
+    insertCard(store.db.connection(), "char:數", 1, 0, 0);
     int changes = 0;
     model.changed = [&] { ++changes; };
 
@@ -88,7 +88,7 @@ TEST_F(LessonsTest, AddingALessonRaisesEveryLessonSharingItsItems) {
     EXPECT_EQ(model.actionFor(lesson(9)), Action::complete);
     EXPECT_EQ(model.have(lesson(4)), 1) << "w:心 is shared";
     EXPECT_EQ(model.actionFor(lesson(4)), Action::addMissing);
-    EXPECT_EQ(store.cardByUid("w:心")->am, "tâm");
+    EXPECT_EQ(store.study.cardByUid("w:心")->am, "tâm");
     EXPECT_EQ(model.add(lesson(9)), 0) << "a complete lesson adds nothing";
 }
 
@@ -126,7 +126,7 @@ TEST_F(LessonsTest, BackgroundFetchResumesOnTheOwnerThread) {
     QueueExecutor owner;
     BackgroundRunner runner([this] { transport.shutdown(); });
     LessonsService background(transport, runner, owner, configFor(server.url()));
-    LessonsViewModel m(store, background);
+    LessonsViewModel m(store.study, background);
     m.load();
     EXPECT_TRUE(m.loading());
     m.load();  // ignored while loading

@@ -1,5 +1,7 @@
 #include "core/study/study_store.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <limits>
 #include <set>
@@ -254,27 +256,28 @@ std::vector<StudyCard> StudyStore::queue(int64_t today) {
     return out;
 }
 
-void StudyStore::bumpNewCount(int64_t today) {
+bool StudyStore::bumpNewCount(int64_t today) {
     int64_t count = 0;
     if (cfgInt("new_day") == today) {
         count = cfgInt("new_count").value_or(0);
     }
-    setCfg("new_day", std::to_string(today));
-    setCfg("new_count", std::to_string(plusOne(count)));
+    return setCfg("new_day", std::to_string(today)) &&
+           setCfg("new_count", std::to_string(plusOne(count)));
 }
 
-void StudyStore::bumpStreak(int64_t today) {
+bool StudyStore::bumpStreak(int64_t today) {
     std::optional<int64_t> last = cfgInt("last_study_day");
     if (last == today) {
-        return;
+        return true;
     }
     int64_t streak = 1;
     if (last && today != std::numeric_limits<int64_t>::min() && *last == today - 1) {
         streak = plusOne(cfgInt("streak").value_or(0));
     }
-    setCfg("streak", std::to_string(streak));
-    setCfg("last_study_day", std::to_string(today));
-    setCfg("best_streak", std::to_string(std::max(streak, cfgInt("best_streak").value_or(0))));
+    return setCfg("streak", std::to_string(streak)) &&
+           setCfg("last_study_day", std::to_string(today)) &&
+           setCfg("best_streak",
+                  std::to_string(std::max(streak, cfgInt("best_streak").value_or(0))));
 }
 
 std::optional<ReviewState> StudyStore::grade(const StudyCard& card, Rating rating) {
@@ -282,19 +285,28 @@ std::optional<ReviewState> StudyStore::grade(const StudyCard& card, Rating ratin
 }
 
 std::optional<ReviewState> StudyStore::grade(const StudyCard& card, Rating rating, int64_t today) {
+    // Every statement below either does its part or ends the grade: returning
+    // before the commit rolls the transaction back, so the card, its log row
+    // and the counters are written together or not at all.
     db::Transaction tx(conn());
     if (!tx.active()) {
         return std::nullopt;  // locked by another program, or the disk refuses
     }
     int64_t elapsed = 0;
     if (!card.state.isNew()) {
+        db::Statement* st = conn().cached(kLastDay);
+        if (!st) {
+            return std::nullopt;
+        }
+        db::ScopedReset guard(*st);
+        st->bind(1, card.id);
+        // A card that is gone reads as last reviewed on day 0; a read that
+        // fails must not, or the interval would be scheduled from a guess.
         int64_t lastDay = 0;
-        if (db::Statement* st = conn().cached(kLastDay)) {
-            db::ScopedReset guard(*st);
-            st->bind(1, card.id);
-            if (st->step()) {
-                lastDay = st->int64(0);
-            }
+        if (st->step()) {
+            lastDay = st->int64(0);
+        } else if (conn().errorCode() != SQLITE_DONE) {
+            return std::nullopt;
         }
         if (__builtin_sub_overflow(today, lastDay, &elapsed)) {
             elapsed = lastDay < 0 ? std::numeric_limits<int64_t>::max() : 0;
@@ -308,30 +320,35 @@ std::optional<ReviewState> StudyStore::grade(const StudyCard& card, Rating ratin
     }
     const int64_t now = clock().now();
 
-    // A write that fails to prepare is skipped; one that fails to run aborts
-    // the whole grade, so the card and its log row never disagree.
-    if (db::Statement* st = conn().cached(kUpdateCard)) {
-        db::ScopedReset guard(*st);
-        st->bind(1, s.stability).bind(2, s.difficulty).bind(3, s.reps).bind(4, s.lapses);
-        st->bind(5, rating == Rating::Again ? "relearning" : "review");
-        st->bind(6, due).bind(7, today).bind(8, now).bind(9, card.id);
-        if (!st->run()) {
+    db::Statement* update = conn().cached(kUpdateCard);
+    if (!update) {
+        return std::nullopt;
+    }
+    {
+        db::ScopedReset guard(*update);
+        update->bind(1, s.stability).bind(2, s.difficulty).bind(3, s.reps).bind(4, s.lapses);
+        update->bind(5, rating == Rating::Again ? "relearning" : "review");
+        update->bind(6, due).bind(7, today).bind(8, now).bind(9, card.id);
+        if (!update->run()) {
             return std::nullopt;
         }
     }
-    if (db::Statement* st = conn().cached(kInsertLog)) {
-        db::ScopedReset guard(*st);
-        st->bind(1, card.uid).bind(2, now).bind(3, today).bind(4, rawValue(rating));
-        st->bind(5, elapsed).bind(6, s.intervalDays);
-        if (!st->run()) {
+    db::Statement* log = conn().cached(kInsertLog);
+    if (!log) {
+        return std::nullopt;
+    }
+    {
+        db::ScopedReset guard(*log);
+        log->bind(1, card.uid).bind(2, now).bind(3, today).bind(4, rawValue(rating));
+        log->bind(5, elapsed).bind(6, s.intervalDays);
+        if (!log->run()) {
             return std::nullopt;
         }
     }
-    if (card.state.isNew()) {
-        bumpNewCount(today);
+    if (card.state.isNew() && !bumpNewCount(today)) {
+        return std::nullopt;
     }
-    bumpStreak(today);
-    if (!tx.commit()) {
+    if (!bumpStreak(today) || !tx.commit()) {
         return std::nullopt;
     }
     return s;

@@ -80,7 +80,8 @@ class StudyStore {
     // Schedules the card and writes, in one transaction, the card's new state,
     // a review-log row and the new-card and streak counters. Returns the
     // scheduled state, or absent when nothing was committed (the database is
-    // locked or failing); a grade is never half written.
+    // locked or failing, or any one of those writes fails); a grade is never
+    // half written.
     std::optional<ReviewState> grade(const StudyCard& card, Rating rating);
     std::optional<ReviewState> grade(const StudyCard& card, Rating rating, int64_t today);
 
@@ -94,8 +95,9 @@ class StudyStore {
     std::vector<std::string> distractors(std::string_view uid, int limit);
 
   private:
-    void bumpNewCount(int64_t today);
-    void bumpStreak(int64_t today);
+    // The counters of a grade; false when one of them was not written.
+    bool bumpNewCount(int64_t today);
+    bool bumpStreak(int64_t today);
     db::Database& conn();
 
     StudyDatabase& m_db;

@@ -394,15 +394,53 @@ TEST_F(StudyStoreTest, DamagedRowsAreReadSafelyAndGradedIntoSaneStates) {
     EXPECT_EQ(scalar(d, "SELECT count(*) FROM card WHERE front = CAST(X'E6B8FF' AS TEXT)"), 1);
 }
 
-TEST_F(StudyStoreTest, AGradeThatCannotBeLoggedChangesNothing) {
-    auto store = open();
-    store->study.addLookupCard("char:數", "數", "Số", "");
-    raw().exec(
-        "CREATE TRIGGER refuse BEFORE INSERT ON review_log "
-        "BEGIN SELECT RAISE(ABORT, 'disk says no'); END");
-    StudyCard c = store->study.queue().at(0);
-    EXPECT_EQ(store->study.grade(c, Rating::Good), std::nullopt);
-    EXPECT_EQ(*store->study.cardByUid("char:數"), c);
-    EXPECT_EQ(store->study.cfg("new_count"), std::nullopt);
-    EXPECT_EQ(store->study.cfg("streak"), std::nullopt);
+TEST_F(StudyStoreTest, AGradeThatCannotBeWrittenWholeChangesNothing) {
+    // Each fault breaks one write of the grade: the card update (refused when
+    // run, or unable to prepare), the log row or a counter. The card, the log
+    // and the counters must all stay as they were, and once the fault is gone
+    // the same grade goes through, so nothing was left open either.
+    struct Fault {
+        const char* name;
+        const char* inject;
+        const char* repair;
+    };
+    const Fault faults[] = {
+        {"log row refused",
+         "CREATE TRIGGER refuse BEFORE INSERT ON review_log "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+        {"card update refused",
+         "CREATE TRIGGER refuse BEFORE UPDATE ON card "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+        {"card update cannot be prepared", "ALTER TABLE card RENAME COLUMN updated_at TO changed",
+         "ALTER TABLE card RENAME COLUMN changed TO updated_at"},
+        {"counter refused",
+         "CREATE TRIGGER refuse BEFORE INSERT ON cfg "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+    };
+    const std::string untouched =
+        "SELECT (SELECT count(*) FROM card WHERE reps = 0 AND state = 'new' AND last_day = 0) "
+        "* 100 + (SELECT count(*) FROM review_log) * 10 + (SELECT count(*) FROM cfg)";
+    for (const Fault& f : faults) {
+        SCOPED_TRACE(f.name);
+        std::filesystem::remove_all(dir.path() / "data");
+        auto store = open();
+        store->study.addLookupCard("char:數", "數", "Số", "");
+        ASSERT_TRUE(raw().exec(f.inject));
+        StudyCard c = store->study.queue().at(0);
+        EXPECT_EQ(store->study.grade(c, Rating::Good), std::nullopt);
+        {
+            db::Database d = raw();
+            EXPECT_EQ(scalar(d, untouched), 100);
+        }
+        EXPECT_EQ(*store->study.cardByUid("char:數"), c);
+
+        ASSERT_TRUE(raw().exec(f.repair));
+        ASSERT_TRUE(store->study.grade(c, Rating::Good));
+        EXPECT_EQ(store->study.cfgInt("new_count"), 1);
+        EXPECT_EQ(store->study.summary().reviewedToday, 1);
+        EXPECT_EQ(store->study.cardByUid("char:數")->state.reps, 1);
+    }
 }

@@ -66,7 +66,7 @@ int main(int argc, char** argv) {
     talvo::AppController* controllerPtr = nullptr;
     talvo::OnlineWiring online(settings, &app);
     e.online = online.hooks(
-        [&controllerPtr] { return controllerPtr ? controllerPtr->studyStore() : nullptr; },
+        [&controllerPtr] { return controllerPtr ? controllerPtr->studyDatabase() : nullptr; },
         [&controllerPtr] {
             if (controllerPtr) {
                 controllerPtr->studySynced();

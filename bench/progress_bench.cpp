@@ -18,8 +18,9 @@
 #include <vector>
 
 #include "core/db/database.h"
+#include "core/progress/progress_store.h"
 #include "core/progress/quiz_model.h"
-#include "core/study/study_store.h"
+#include "core/study/study_database.h"
 #include "core/text/unicode.h"
 
 namespace {
@@ -46,12 +47,13 @@ std::string charAt(int i) {
 struct Deck {
     fs::path dir = fs::temp_directory_path() / "talvo-progress-bench";
     std::string path = (dir / "study.sqlite").string();
-    std::unique_ptr<StudyStore> store;
+    std::unique_ptr<StudyDatabase> database;
+    std::unique_ptr<ProgressStore> store;
 
     Deck() {
         fs::remove_all(dir);
         fs::create_directories(dir);
-        { StudyStore create(path, benchClock()); }
+        { StudyDatabase create(path, benchClock()); }
         {
             db::Database d(path, db::Database::Mode::ReadWriteCreate);
             // Filling without the log indexes and letting the store rebuild
@@ -125,7 +127,8 @@ struct Deck {
                 "('daily_goal', '50')");
             tx.commit();
         }
-        store = std::make_unique<StudyStore>(path, benchClock());
+        database = std::make_unique<StudyDatabase>(path, benchClock());
+        store = std::make_unique<ProgressStore>(*database);
         printPlans();
     }
 
@@ -164,7 +167,7 @@ Deck& deck() {
 }
 
 void BM_ProfileStats(benchmark::State& state) {
-    StudyStore& s = *deck().store;
+    ProgressStore& s = *deck().store;
     for (auto _ : state) {
         benchmark::DoNotOptimize(s.profileStats());
     }
@@ -173,7 +176,7 @@ void BM_ProfileStats(benchmark::State& state) {
 // The steady state: the pass finds nothing new, but the time-of-day and
 // perfect-day rules still have to look at every review.
 void BM_EvaluateBadges(benchmark::State& state) {
-    StudyStore& s = *deck().store;
+    ProgressStore& s = *deck().store;
     s.evaluateBadges();
     for (auto _ : state) {
         benchmark::DoNotOptimize(s.evaluateBadges());
@@ -183,11 +186,11 @@ void BM_EvaluateBadges(benchmark::State& state) {
 // The first pass on this history: every rule runs and the earned badges are
 // written.
 void BM_EvaluateBadgesFirstPass(benchmark::State& state) {
-    StudyStore& s = *deck().store;
+    ProgressStore& s = *deck().store;
     size_t awarded = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        s.database().exec("DELETE FROM badge");
+        deck().database->connection().exec("DELETE FROM badge");
         state.ResumeTiming();
         awarded = s.evaluateBadges().size();
     }
@@ -195,7 +198,7 @@ void BM_EvaluateBadgesFirstPass(benchmark::State& state) {
 }
 
 void BM_XpTotal(benchmark::State& state) {
-    StudyStore& s = *deck().store;
+    ProgressStore& s = *deck().store;
     for (auto _ : state) {
         benchmark::DoNotOptimize(s.xpTotal());
     }

@@ -12,6 +12,7 @@
 #include "core/db/database.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/study/fsrs.h"
+#include "core/study/study_database.h"
 #include "core/study/study_session.h"
 #include "core/study/study_store.h"
 #include "core/text/unicode.h"
@@ -43,12 +44,13 @@ std::string charAt(int i) {
 struct Deck {
     fs::path dir = fs::temp_directory_path() / "talvo-study-bench";
     std::string path = (dir / "study.sqlite").string();
+    std::unique_ptr<StudyDatabase> database;
     std::unique_ptr<StudyStore> store;
 
     Deck() {
         fs::remove_all(dir);
         fs::create_directories(dir);
-        { StudyStore create(path, benchClock()); }
+        { StudyDatabase create(path, benchClock()); }
         {
             db::Database d(path, db::Database::Mode::ReadWriteCreate);
             // Filling without the indexes and letting the store rebuild them
@@ -96,7 +98,8 @@ struct Deck {
             }
             tx.commit();
         }
-        store = std::make_unique<StudyStore>(path, benchClock());
+        database = std::make_unique<StudyDatabase>(path, benchClock());
+        store = std::make_unique<StudyStore>(*database);
         printPlans();
     }
 
@@ -229,7 +232,9 @@ void BM_Seed800(benchmark::State& state) {
         state.PauseTiming();
         fs::remove_all(dir);
         auto dictionary = std::make_unique<DictionaryStore>(dict.path);
-        auto store = std::make_unique<StudyStore>((dir / "study.sqlite").string(), benchClock());
+        auto database =
+            std::make_unique<StudyDatabase>((dir / "study.sqlite").string(), benchClock());
+        auto store = std::make_unique<StudyStore>(*database);
         state.ResumeTiming();
         added = store->seedIfEmpty(*dictionary);
     }

@@ -32,6 +32,8 @@
 #include "core/lookup/lookup_decision.h"
 #include "core/lookup/lookup_service.h"
 #include "core/lookup/override_store.h"
+#include "core/progress/progress_store.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
 #include "core/study/study_texts.h"
 #include "core/ui/shell_texts.h"
@@ -170,16 +172,18 @@ void AppController::loadDictionary() {
 }
 
 void AppController::setupStudy() {
-    std::string path = StudyStore::defaultPath(m_env.dataDir);
+    std::string path = StudyDatabase::defaultPath(m_env.dataDir);
     if (path.empty()) {
         return;
     }
     try {
-        m_studyStore = std::make_unique<StudyStore>(path, m_env.clock);
+        m_studyDatabase = std::make_unique<StudyDatabase>(path, m_env.clock);
     } catch (const DictionaryError&) {
         // The study side is simply absent; lookups go on.
         return;
     }
+    m_studyStore = std::make_unique<StudyStore>(*m_studyDatabase);
+    m_progressStore = std::make_unique<ProgressStore>(*m_studyDatabase);
     m_studyStore->seedIfEmpty(*m_store);
     setupStudyWindows();
     refreshStudyBadge();
@@ -202,8 +206,8 @@ void AppController::setupStudyWindows() {
             return static_cast<QWidget*>(strokes->makeView(ch, kStudyCardStrokeSide, parent));
         };
     }
-    m_profileWindow = std::make_unique<ProfileWindowController>(*m_studyStore);
-    m_quizWindow = std::make_unique<QuizWindowController>(*m_studyStore);
+    m_profileWindow = std::make_unique<ProfileWindowController>(*m_progressStore);
+    m_quizWindow = std::make_unique<QuizWindowController>(*m_progressStore);
     m_studyWindow->onProgress = [this] {
         refreshStudyBadge();
         m_profileWindow->reload();

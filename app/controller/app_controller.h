@@ -32,10 +32,12 @@ class LookupService;
 class OverrideStore;
 class PopupController;
 class ProfileWindowController;
+class ProgressStore;
 class QuizWindowController;
 class SelectionReader;
 class SettingsWindow;
 class StrokeOrderFactory;
+class StudyDatabase;
 class StudyStore;
 class StudyWindowController;
 class UpdateChecker;
@@ -119,7 +121,9 @@ class AppController : public QObject {
     const HotkeyCombo& currentCombo() const { return m_currentCombo; }
     LookupService* lookup() const { return m_lookup.get(); }
     OverrideStore* overrides() const { return m_overrides.get(); }
+    StudyDatabase* studyDatabase() const { return m_studyDatabase.get(); }
     StudyStore* studyStore() const { return m_studyStore.get(); }
+    ProgressStore* progressStore() const { return m_progressStore.get(); }
     // The study windows: null until the study side is set up (lessons also
     // without a lessons feed).
     StudyWindowController* studyWindow() const { return m_studyWindow.get(); }
@@ -161,7 +165,10 @@ class AppController : public QObject {
     std::unique_ptr<OverrideStore> m_overrides;
     std::unique_ptr<LookupService> m_lookup;
     std::vector<std::string> m_lastChars;
+    // The stores borrow the database: declared after it, destroyed before it.
+    std::unique_ptr<StudyDatabase> m_studyDatabase;
     std::unique_ptr<StudyStore> m_studyStore;
+    std::unique_ptr<ProgressStore> m_progressStore;
     std::unique_ptr<StrokeOrderFactory> m_strokes;
     std::unique_ptr<StudyWindowController> m_studyWindow;
     std::unique_ptr<ProfileWindowController> m_profileWindow;

@@ -4,11 +4,11 @@
 #include <QScreen>
 
 #include "app/progress/profile_view.h"
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 
 namespace talvo {
 
-ProfileWindowController::ProfileWindowController(StudyStore& store, QObject* parent)
+ProfileWindowController::ProfileWindowController(ProgressStore& store, QObject* parent)
     : QObject(parent), m_store(store) {}
 
 ProfileWindowController::~ProfileWindowController() = default;

@@ -11,7 +11,7 @@ class QWidget;
 namespace talvo {
 
 class ProfileView;
-class StudyStore;
+class ProgressStore;
 
 // Owns the profile window. Every show and reload first awards the badges the
 // history has earned since the last look, then recomputes all figures from
@@ -20,7 +20,7 @@ class StudyStore;
 class ProfileWindowController : public QObject {
     Q_OBJECT
   public:
-    explicit ProfileWindowController(StudyStore& store, QObject* parent = nullptr);
+    explicit ProfileWindowController(ProgressStore& store, QObject* parent = nullptr);
     ~ProfileWindowController() override;
 
     // Creates the window on first use, loads the figures and brings it to
@@ -43,7 +43,7 @@ class ProfileWindowController : public QObject {
     void load();
     void chooseGoal(int64_t xp);
 
-    StudyStore& m_store;
+    ProgressStore& m_store;
     ProfileModel m_model;
     std::unique_ptr<ProfileView> m_view;
 };

@@ -4,11 +4,11 @@
 #include <QScreen>
 
 #include "app/progress/quiz_view.h"
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 
 namespace talvo {
 
-QuizWindowController::QuizWindowController(StudyStore& store, QObject* parent)
+QuizWindowController::QuizWindowController(ProgressStore& store, QObject* parent)
     : QObject(parent), m_model(store) {
     // The model's own finish hook runs before it awards the quiz's badges;
     // the view's signal comes after, so a profile refreshed from onFinish

@@ -10,14 +10,14 @@ class QWidget;
 
 namespace talvo {
 
+class ProgressStore;
 class QuizView;
-class StudyStore;
 
 // Owns the quiz window and its model. Main thread only; borrows the store.
 class QuizWindowController : public QObject {
     Q_OBJECT
   public:
-    explicit QuizWindowController(StudyStore& store, QObject* parent = nullptr);
+    explicit QuizWindowController(ProgressStore& store, QObject* parent = nullptr);
     ~QuizWindowController() override;
 
     // Creates the window on first use and brings it to the front. A window

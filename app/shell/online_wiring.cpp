@@ -36,7 +36,7 @@ std::optional<std::string> OnlineWiring::token() {
     return *m_token;
 }
 
-OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
+OnlineHooks OnlineWiring::hooks(std::function<StudyDatabase*()> studyDatabase,
                                 std::function<void()> synced) {
     OnlineHooks h;
     OnlineServices* s = m_services.get();
@@ -46,12 +46,12 @@ OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
     h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
     h.feature = [s](const std::string& name) { s->analytics().feature(name); };
     h.appOpen = [s] { s->analytics().appOpen(); };
-    h.syncStudy = [s, studyStore = std::move(studyStore), synced = std::move(synced)] {
-        StudyStore* store = studyStore ? studyStore() : nullptr;
-        if (!store) {
+    h.syncStudy = [s, studyDatabase = std::move(studyDatabase), synced = std::move(synced)] {
+        StudyDatabase* database = studyDatabase ? studyDatabase() : nullptr;
+        if (!database) {
             return;
         }
-        s->sync().sync(*store, [synced](const SyncReport& report) {
+        s->sync().sync(*database, [synced](const SyncReport& report) {
             if (report.ok && synced) {
                 synced();
             }

@@ -14,7 +14,7 @@ namespace talvo {
 class AppSettings;
 class LessonsService;
 class OnlineServices;
-class StudyStore;
+class StudyDatabase;
 class TokenStore;
 
 // Connects the shell's online hooks to the real clients: requests run on
@@ -29,10 +29,10 @@ class OnlineWiring {
     OnlineWiring(const OnlineWiring&) = delete;
     OnlineWiring& operator=(const OnlineWiring&) = delete;
 
-    // Hooks for the controller. `studyStore` is asked at each sync trigger
+    // Hooks for the controller. `studyDatabase` is asked at each sync trigger
     // (null: no study side, nothing is sent); `synced` runs after a
     // successful exchange.
-    OnlineHooks hooks(std::function<StudyStore*()> studyStore, std::function<void()> synced);
+    OnlineHooks hooks(std::function<StudyDatabase*()> studyDatabase, std::function<void()> synced);
     // The lessons feed for the lessons window (answers on the main thread).
     LessonsService& lessons();
 

@@ -21,6 +21,7 @@
 #include "core/db/database.h"
 #include "core/lookup/lookup_service.h"
 #include "core/lookup/override_store.h"
+#include "core/study/study_database.h"
 #include "core/study/study_session.h"
 #include "core/study/study_store.h"
 
@@ -41,8 +42,8 @@ QString shownMessage(AppController& c) {
     return v->findChild<QLabel*>(QStringLiteral("message"))->text();
 }
 
-int64_t count(StudyStore& s, const std::string& sql) {
-    db::Statement q(s.database(), sql);
+int64_t count(StudyDatabase& d, const std::string& sql) {
+    db::Statement q(d.connection(), sql);
     return q.step() ? q.int64(0) : -1;
 }
 
@@ -176,8 +177,8 @@ TEST(LookupFlowTest, OnlyOneCharacterLookupsWithAnEntryAreRecorded) {
     c.showLookup({"數"});
     EXPECT_EQ(recorded, (std::vector<std::string>{"數"}));
     EXPECT_EQ(features, (std::vector<std::string>{"lookup"}));
-    EXPECT_EQ(count(*c.studyStore(), "SELECT n FROM lookup_history WHERE key = '數'"), 1);
-    EXPECT_EQ(count(*c.studyStore(), "SELECT COUNT(*) FROM lookup_history"), 1);
+    EXPECT_EQ(count(*c.studyDatabase(), "SELECT n FROM lookup_history WHERE key = '數'"), 1);
+    EXPECT_EQ(count(*c.studyDatabase(), "SELECT COUNT(*) FROM lookup_history"), 1);
 }
 
 TEST(LookupFlowTest, SavedReadingSticksAndTheSameCharactersComeBack) {
@@ -216,7 +217,7 @@ TEST(LookupFlowTest, AddToStudyMakesACardRefreshesTheBadgeAndSyncs) {
 
     // Every character with a reading was seeded; take this one out so the
     // lookup card is the one that makes it.
-    ASSERT_TRUE(study.database().exec("DELETE FROM card WHERE uid = 'char:數'"));
+    ASSERT_TRUE(c.studyDatabase()->connection().exec("DELETE FROM card WHERE uid = 'char:數'"));
     c.showLookup({"數"});
     auto* add = lookupView(c)->findChild<QPushButton*>(QStringLiteral("addToStudy"));
     ASSERT_NE(add, nullptr);

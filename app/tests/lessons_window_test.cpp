@@ -81,7 +81,7 @@ OnlineConfig config() {
 class LessonsWindowTest : public ::testing::Test {
   protected:
     LessonsWindowTest() : store(dir.file("study.sqlite"), clockOnDay(50)) {
-        insertCard(store.database(), "char:數", 0, 0, 0, "số");
+        insertCard(store.db.connection(), "char:數", 0, 0, 0, "số");
     }
     ~LessonsWindowTest() override {
         if (controller.window()) {
@@ -128,12 +128,12 @@ class LessonsWindowTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores store;
     ScriptedTransport transport;
     HeldExecutor background;
     InlineExecutor owner;
     LessonsService service{transport, background, owner, config()};
-    LessonsWindowController controller{store, service};
+    LessonsWindowController controller{store.study, service};
 };
 
 }  // namespace
@@ -181,7 +181,7 @@ TEST_F(LessonsWindowTest, RowsOfferTheirActionAndAddingUpdatesEveryLessonSharing
     EXPECT_EQ(addButton(0)->isVisible(), false);
 
     std::vector<int64_t> changes;
-    StudyWindowController study(store);
+    StudyWindowController study(store.study);
     study.show();
     const int64_t before = study.session()->summary().newRemaining;
     controller.onChange = [&](int64_t added) {
@@ -193,13 +193,13 @@ TEST_F(LessonsWindowTest, RowsOfferTheirActionAndAddingUpdatesEveryLessonSharing
     EXPECT_EQ(changes, std::vector<int64_t>{2});
     EXPECT_EQ(rows()[1], "Tim phổi|心肺|3 thẻ · 2 đã có trong bộ ôn|Thêm thẻ còn thiếu");
     EXPECT_EQ(rows()[2], "Tạng phủ|臟腑|2 thẻ · 2 đã có trong bộ ôn|✓ Đã có đủ trong bộ ôn");
-    EXPECT_EQ(store.cardByUid("w:肝")->am, "can");
+    EXPECT_EQ(store.study.cardByUid("w:肝")->am, "can");
     EXPECT_EQ(study.session()->summary().newRemaining, before + 2);
 
     click(addButton(1));
     EXPECT_EQ(changes, (std::vector<int64_t>{2, 1}));
     EXPECT_EQ(rows()[1], "Tim phổi|心肺|3 thẻ · 3 đã có trong bộ ôn|✓ Đã có đủ trong bộ ôn");
-    EXPECT_EQ(store.summary().total, 4);
+    EXPECT_EQ(store.study.summary().total, 4);
     study.window()->close();
 }
 
@@ -225,7 +225,7 @@ TEST_F(LessonsWindowTest, TheModelFetchesOnceAtATimeAndDropsAnswersAfterItIsGone
     transport.answer(200, kFeed);
     transport.answer(200, kFeed);
     {
-        LessonsViewModel model(store, service);
+        LessonsViewModel model(store.study, service);
         int changes = 0;
         model.changed = [&] { ++changes; };
         model.load();

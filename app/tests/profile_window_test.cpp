@@ -21,7 +21,7 @@
 #include "app/theme/theme.h"
 #include "core/db/database.h"
 #include "core/progress/badges.h"
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -39,9 +39,9 @@ class ProfileWindowTest : public ::testing::Test {
         // count as early or late.
         setenv("TZ", "UTC", 1);
         tzset();
-        store = std::make_unique<StudyStore>(dir.file("study.sqlite"),
-                                             clockOnDay(kToday, kToday * 86400 + 12 * 3600));
-        controller = std::make_unique<ProfileWindowController>(*store);
+        store = std::make_unique<StudyStores>(dir.file("study.sqlite"),
+                                              clockOnDay(kToday, kToday * 86400 + 12 * 3600));
+        controller = std::make_unique<ProfileWindowController>(store->progress);
     }
 
     QWidget* win() { return controller->window(); }
@@ -66,7 +66,7 @@ class ProfileWindowTest : public ::testing::Test {
         return image.pixelColor(at * image.devicePixelRatio());
     }
     void review(const std::string& uid, int64_t day, int rating, int64_t elapsed = 0) {
-        db::Statement st(store->database(),
+        db::Statement st(store->db.connection(),
                          "INSERT INTO review_log (card_uid, ts, day, rating, elapsed, interval) "
                          "VALUES (?, ?, ?, ?, ?, 1)");
         st.bind(1, uid).bind(2, day * 86400 + 12 * 3600).bind(3, day).bind(4, int64_t{rating});
@@ -75,7 +75,7 @@ class ProfileWindowTest : public ::testing::Test {
     }
 
     TempDir dir;
-    std::unique_ptr<StudyStore> store;
+    std::unique_ptr<StudyStores> store;
     std::unique_ptr<ProfileWindowController> controller;
 };
 
@@ -126,16 +126,16 @@ TEST_F(ProfileWindowTest, FreshDeckShowsTheStartAndTheGoalPickerStoresItsChoice)
     // One step down the list, as the keyboard chooses: 20 -> 50.
     QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
     QApplication::sendEvent(picker, &down);
-    EXPECT_EQ(store->cfg("daily_goal"), "50");
+    EXPECT_EQ(store->study.cfg("daily_goal"), "50");
     EXPECT_EQ(text("goalText"), QStringLiteral("0 / 50 XP"));
     EXPECT_EQ(controller->stats().dailyGoal, 50);
 
     // A goal that is not a number reads as 20; one set elsewhere is listed in order.
-    store->setCfg("daily_goal", "abc");
+    store->study.setCfg("daily_goal", "abc");
     controller->reload();
     EXPECT_EQ(text("goalText"), QStringLiteral("0 / 20 XP"));
     EXPECT_EQ(picker->currentData().toLongLong(), 20);
-    store->setCfg("daily_goal", "37");
+    store->study.setCfg("daily_goal", "37");
     controller->reload();
     EXPECT_EQ(picker->currentData().toLongLong(), 37);
     EXPECT_EQ(picker->itemData(picker->currentIndex() - 1).toLongLong(), 20);
@@ -145,7 +145,7 @@ TEST_F(ProfileWindowTest, FreshDeckShowsTheStartAndTheGoalPickerStoresItsChoice)
 TEST_F(ProfileWindowTest, ReviewedDeckShowsItsFiguresCalendarAndBadges) {
     const std::vector<std::string> uids = {"char:寒", "char:數", "char:傷", "char:論"};
     for (size_t i = 0; i < uids.size(); ++i) {
-        insertCard(store->database(), uids[i], static_cast<int64_t>(i), 1, kToday + 2, "hàn");
+        insertCard(store->db.connection(), uids[i], static_cast<int64_t>(i), 1, kToday + 2, "hàn");
     }
     // 12 reviews today, all good: a perfect day.
     for (int i = 0; i < 12; ++i)
@@ -160,10 +160,10 @@ TEST_F(ProfileWindowTest, ReviewedDeckShowsItsFiguresCalendarAndBadges) {
     review(uids[3], kToday - 89, 3);  // the calendar's first day
     for (int i = 0; i < 5; ++i)
         review(uids[3], kToday - 90, 3);  // just before it
-    store->setCfg("streak", "5");
-    store->setCfg("best_streak", "12");
-    store->setCfg("display_name", "Lan");
-    store->setCfg("avatar_uid", "char:寒");
+    store->study.setCfg("streak", "5");
+    store->study.setCfg("best_streak", "12");
+    store->study.setCfg("display_name", "Lan");
+    store->study.setCfg("avatar_uid", "char:寒");
 
     controller->show();
     // 28 reviews, 24 of them good, 4 cards: 280 + 120 + 60 = 460 XP, level 3 from 300.
@@ -213,7 +213,7 @@ TEST_F(ProfileWindowTest, ReviewedDeckShowsItsFiguresCalendarAndBadges) {
     EXPECT_EQ(heatmap()->toolTipFor(kToday - 3), QStringLiteral("01/10/2024 · 0 lượt ôn"));
 
     // A reload picks up new history and awards what it earned.
-    store->setCfg("best_streak", "30");
+    store->study.setCfg("best_streak", "30");
     review(uids[0], kToday, 4);
     controller->reload();
     EXPECT_EQ(text("totalReviews"), QStringLiteral("29"));

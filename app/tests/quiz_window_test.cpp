@@ -10,7 +10,7 @@
 #include "app/progress/quiz_view.h"
 #include "app/progress/quiz_window_controller.h"
 #include "core/db/database.h"
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -29,12 +29,12 @@ const std::vector<std::pair<std::string, std::string>> kDeck = {
 class QuizWindowTest : public ::testing::Test {
   protected:
     void open(size_t cards) {
-        store = std::make_unique<StudyStore>(dir.file("study.sqlite"), clockOnDay(kToday));
+        store = std::make_unique<StudyStores>(dir.file("study.sqlite"), clockOnDay(kToday));
         for (size_t i = 0; i < cards; ++i) {
-            insertCard(store->database(), kDeck[i].first, static_cast<int64_t>(i), 2, kToday,
+            insertCard(store->db.connection(), kDeck[i].first, static_cast<int64_t>(i), 2, kToday,
                        kDeck[i].second);
         }
-        controller = std::make_unique<QuizWindowController>(*store);
+        controller = std::make_unique<QuizWindowController>(store->progress);
         controller->onFinish = [this] { ++finished; };
         controller->show();
     }
@@ -58,12 +58,12 @@ class QuizWindowTest : public ::testing::Test {
         return static_cast<size_t>(std::find(o.begin(), o.end(), question().answer) - o.begin());
     }
     int64_t quizRows() {
-        db::Statement st(store->database(), "SELECT COUNT(*) FROM quiz_log");
+        db::Statement st(store->db.connection(), "SELECT COUNT(*) FROM quiz_log");
         return st.step() ? st.int64(0) : -1;
     }
 
     TempDir dir;
-    std::unique_ptr<StudyStore> store;
+    std::unique_ptr<StudyStores> store;
     std::unique_ptr<QuizWindowController> controller;
     int finished = 0;
 };

@@ -56,8 +56,8 @@ class StudyWindowTest : public ::testing::Test {
     // New cards in frequency order; each gloss names its card.
     void addCards(const std::vector<std::pair<std::string, std::string>>& cards) {
         for (const auto& [front, am] : cards) {
-            insertCard(store.database(), "c:" + front, m_rank++, 0, 0, am);
-            db::Statement st(store.database(), "UPDATE card SET gloss=? WHERE uid=?");
+            insertCard(store.db.connection(), "c:" + front, m_rank++, 0, 0, am);
+            db::Statement st(store.db.connection(), "UPDATE card SET gloss=? WHERE uid=?");
             st.bind(1, "nghĩa của " + front).bind(2, "c:" + front);
             st.run();
         }
@@ -99,7 +99,8 @@ class StudyWindowTest : public ::testing::Test {
 
     std::vector<Row> log() {
         std::vector<Row> out;
-        db::Statement st(store.database(), "SELECT card_uid, rating FROM review_log ORDER BY id");
+        db::Statement st(store.db.connection(),
+                         "SELECT card_uid, rating FROM review_log ORDER BY id");
         while (st.step()) {
             out.push_back({st.text(0).value_or(""), st.int64(1)});
         }
@@ -107,8 +108,8 @@ class StudyWindowTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
-    StudyWindowController controller{store};
+    StudyStores store;
+    StudyWindowController controller{store.study};
     int m_rank = 0;
 };
 
@@ -341,7 +342,7 @@ TEST_F(StudyWindowTest, LongTextsWrapInsideTheWindow) {
     const std::string gloss = "Một nghĩa rất dài: " + std::string(400, 'y') +
                               " và https://example.invalid/" + std::string(200, 'z');
     addCards({{"長", am}});
-    db::Statement st(store.database(), "UPDATE card SET gloss=? WHERE uid='c:長'");
+    db::Statement st(store.db.connection(), "UPDATE card SET gloss=? WHERE uid='c:長'");
     st.bind(1, gloss);
     st.run();
     open();

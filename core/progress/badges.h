@@ -21,7 +21,7 @@ struct BadgeDef {
 };
 
 // The badge catalogue. Which badges the learner holds lives in the study
-// database (StudyStore::earnedBadges, evaluateBadges).
+// database (ProgressStore::earnedBadges, evaluateBadges).
 namespace Badges {
 
 inline constexpr std::array<int64_t, 5> kStreakDays{3, 7, 30, 100, 365};

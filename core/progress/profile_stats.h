@@ -10,7 +10,7 @@
 namespace talvo {
 
 // The profile's figures, all recomputed from the study database on demand
-// (StudyStore::profileStats). Failing queries read as 0, empty or the
+// (ProgressStore::profileStats). Failing queries read as 0, empty or the
 // documented defaults, so a record can always be built.
 struct ProfileStats {
     int64_t xpTotal = 0;

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 #include "core/text/unicode.h"
 
 namespace talvo {
@@ -61,7 +61,7 @@ bool typedMatches(std::string_view typed, std::string_view am) {
 
 }  // namespace quiz
 
-QuizModel::QuizModel(StudyStore& store, std::mt19937_64 rng, std::function<int64_t()> millis)
+QuizModel::QuizModel(ProgressStore& store, std::mt19937_64 rng, std::function<int64_t()> millis)
     : m_store(store), m_rng(rng), m_millis(std::move(millis)) {}
 
 int64_t QuizModel::nowMillis() const {

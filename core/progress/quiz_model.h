@@ -14,7 +14,7 @@
 
 namespace talvo {
 
-class StudyStore;
+class ProgressStore;
 
 // One question of a quiz, built from one card of the deck.
 struct QuizQuestion {
@@ -63,7 +63,7 @@ class QuizModel {
     // The engine shuffles the pool and the options and makes the question
     // ids; `millis` is a steady clock in milliseconds that times the answers
     // (quiz_log.ms). Inject both to pin a test.
-    explicit QuizModel(StudyStore& store,
+    explicit QuizModel(ProgressStore& store,
                        std::mt19937_64 rng = std::mt19937_64{std::random_device{}()},
                        std::function<int64_t()> millis = {});
 
@@ -103,7 +103,7 @@ class QuizModel {
     void finishAnswer(bool correct);
     int64_t nowMillis() const;
 
-    StudyStore& m_store;
+    ProgressStore& m_store;
     std::mt19937_64 m_rng;
     std::function<int64_t()> m_millis;
     Phase m_phase = Phase::Picking;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "core/study/lesson_shelf.h"
-#include "core/study/study_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -37,8 +36,8 @@ std::vector<int64_t> ids(const LessonShelf& shelf) {
 
 class LessonShelfTest : public ::testing::Test {
   protected:
-    LessonShelfTest() : store(dir.file("study.sqlite"), clockOnDay(20000)), shelf(store) {
-        insertCard(store.database(), "char:數", 1, 0, 0);
+    LessonShelfTest() : stores(dir.file("study.sqlite"), clockOnDay(20000)), shelf(stores.study) {
+        insertCard(stores.db.connection(), "char:數", 1, 0, 0);
         shelf.setLessons({
             lesson(9, 2, 0, {{"w:心", "心"}, {"w:肝", "肝"}}),
             lesson(4, std::nullopt, std::nullopt, {{"w:氣", "氣"}, {"w:心", "心"}}),
@@ -47,7 +46,7 @@ class LessonShelfTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores stores;
     LessonShelf shelf;
 };
 
@@ -73,7 +72,7 @@ TEST_F(LessonShelfTest, AddingALessonRaisesEveryLessonSharingItsItems) {
     EXPECT_EQ(shelf.add(*shelf.find(9)), 0) << "a complete lesson adds nothing";
 
     // A change made elsewhere (a sync, another window) shows after a recount.
-    insertCard(store.database(), "w:氣", 5, 0, 0);
+    insertCard(stores.db.connection(), "w:氣", 5, 0, 0);
     EXPECT_EQ(shelf.have(*shelf.find(4)), 1);
     shelf.recount();
     EXPECT_EQ(shelf.have(*shelf.find(4)), 2);

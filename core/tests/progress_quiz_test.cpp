@@ -5,8 +5,8 @@
 #include <set>
 
 #include "core/db/database.h"
+#include "core/progress/progress_store.h"
 #include "core/progress/quiz_model.h"
-#include "core/study/study_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 #include "core/text/unicode.h"
@@ -25,20 +25,20 @@ class QuizTest : public ::testing::Test {
     // Cards "char:N" read "amN", due on day N; learned ones first.
     void addCards(int learned, int fresh = 0, int from = 0) {
         for (int i = from; i < from + learned + fresh; ++i) {
-            insertCard(store.database(), "char:" + std::to_string(i), i, i < from + learned ? 1 : 0,
-                       i, "am" + std::to_string(i));
+            insertCard(store.db.connection(), "char:" + std::to_string(i), i,
+                       i < from + learned ? 1 : 0, i, "am" + std::to_string(i));
         }
     }
     QuizModel model(uint64_t seed = 1) {
-        return QuizModel(store, std::mt19937_64{seed}, [this] { return m_millis += 250; });
+        return QuizModel(store.progress, std::mt19937_64{seed}, [this] { return m_millis += 250; });
     }
     int64_t scalar(const std::string& sql) {
-        db::Statement st(store.database(), sql);
+        db::Statement st(store.db.connection(), sql);
         return st.step() ? st.int64(0) : -999;
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores store;
     int64_t m_millis = 0;
 };
 
@@ -46,7 +46,7 @@ class QuizTest : public ::testing::Test {
 
 TEST_F(QuizTest, ADeckOfThreeReadableCardsIsTooSmall) {
     addCards(3);
-    insertCard(store.database(), "char:無", 50, 1, 0, "");  // no reading: never asked
+    insertCard(store.db.connection(), "char:無", 50, 1, 0, "");  // no reading: never asked
     QuizModel q = model();
     EXPECT_EQ(q.phase(), QuizModel::Phase::Picking);
     q.start(QuizMode::AmFromHan);
@@ -64,7 +64,7 @@ TEST_F(QuizTest, ADeckOfThreeReadableCardsIsTooSmall) {
 
 TEST_F(QuizTest, FewLearnedCardsFallBackToTheMostFrequentReadableCards) {
     addCards(3, 50);
-    insertCard(store.database(), "char:停", -1, 0, 0, "đình", 1);  // suspended
+    insertCard(store.db.connection(), "char:停", -1, 0, 0, "đình", 1);  // suspended
     QuizModel q = model();
     q.start(QuizMode::TypeAm);
     ASSERT_EQ(q.questions().size(), 10u);
@@ -76,8 +76,8 @@ TEST_F(QuizTest, FewLearnedCardsFallBackToTheMostFrequentReadableCards) {
     }
     EXPECT_FALSE(asked.count("char:停"));
     // Pool query 2 takes the 40 most frequent; the learned ones are among them.
-    EXPECT_EQ(store.quizPool().size(), 40u);
-    EXPECT_EQ(store.quizPool().back().uid, "char:39");
+    EXPECT_EQ(store.progress.quizPool().size(), 40u);
+    EXPECT_EQ(store.progress.quizPool().back().uid, "char:39");
 }
 
 TEST_F(QuizTest, AQuizHasAtMostTenQuestionsFromTheMostOverdueCards) {
@@ -100,12 +100,12 @@ TEST_F(QuizTest, AQuizHasAtMostTenQuestionsFromTheMostOverdueCards) {
 TEST_F(QuizTest, ChoicesHoldTheRightAnswerAndNoSecondRightOne) {
     // 汗 reads hãn and hàn; 寒 reads hàn, so it may not be offered as a
     // wrong answer for 汗. Duplicated readings appear once.
-    insertCard(store.database(), "char:汗", 0, 1, 0, "hãn, hàn");
-    insertCard(store.database(), "char:寒", 1, 1, 1, "hàn");
-    insertCard(store.database(), "char:韓", 2, 1, 2, "hàn");
-    insertCard(store.database(), "char:數", 3, 1, 3, "số, sổ");
-    insertCard(store.database(), "char:素", 4, 1, 4, "tố");
-    insertCard(store.database(), "char:傷寒雜病論", 5, 1, 5, "thương hàn tạp bệnh luận");
+    insertCard(store.db.connection(), "char:汗", 0, 1, 0, "hãn, hàn");
+    insertCard(store.db.connection(), "char:寒", 1, 1, 1, "hàn");
+    insertCard(store.db.connection(), "char:韓", 2, 1, 2, "hàn");
+    insertCard(store.db.connection(), "char:數", 3, 1, 3, "số, sổ");
+    insertCard(store.db.connection(), "char:素", 4, 1, 4, "tố");
+    insertCard(store.db.connection(), "char:傷寒雜病論", 5, 1, 5, "thương hàn tạp bệnh luận");
     for (uint64_t seed = 1; seed <= 30; ++seed) {
         QuizModel q = model(seed);
         q.start(QuizMode::AmFromHan);
@@ -182,8 +182,8 @@ TEST_F(QuizTest, AnswersAreScoredRecordedAndTimed) {
 
 TEST_F(QuizTest, TypedAnswersAndTheEndOfAQuizAwardXpAndBadges) {
     addCards(8);
-    store.setCfg("best_streak", "3");
-    const int64_t before = store.xpTotal();
+    store.study.setCfg("best_streak", "3");
+    const int64_t before = store.progress.xpTotal();
     QuizModel q = model();
     q.start(QuizMode::TypeAm);
     while (const QuizQuestion* question = q.current()) {
@@ -194,10 +194,10 @@ TEST_F(QuizTest, TypedAnswersAndTheEndOfAQuizAwardXpAndBadges) {
         EXPECT_EQ(q.typed(), "");
     }
     EXPECT_EQ(q.score(), 8);
-    EXPECT_EQ(store.xpTotal() - before, 16);
-    EXPECT_EQ(store.xpToday(kToday), 16);
+    EXPECT_EQ(store.progress.xpTotal() - before, 16);
+    EXPECT_EQ(store.progress.xpToday(kToday), 16);
     EXPECT_EQ(q.newBadges(), (std::vector<std::string>{"streak3"}));
-    EXPECT_EQ(store.earnedBadges().count("streak3"), 1u);
+    EXPECT_EQ(store.progress.earnedBadges().count("streak3"), 1u);
 
     q.start(QuizMode::TypeAm);
     q.setTyped("không phải");
@@ -229,15 +229,15 @@ TEST_F(QuizTest, ASeedPinsTheQuizAndEveryQuestionGetsItsOwnId) {
 
 TEST_F(QuizTest, DistractorHelpersAskForThreeTimesTheCount) {
     addCards(20);
-    insertCard(store.database(), "char:無", 50, 0, 0, "");
-    insertCard(store.database(), "char:一二三四五", 51, 0, 0, "nhất nhị tam tứ ngũ");
-    std::vector<std::string> readings = store.distractorReadings("char:0", 3);
+    insertCard(store.db.connection(), "char:無", 50, 0, 0, "");
+    insertCard(store.db.connection(), "char:一二三四五", 51, 0, 0, "nhất nhị tam tứ ngũ");
+    std::vector<std::string> readings = store.progress.distractorReadings("char:0", 3);
     EXPECT_EQ(readings.size(), 9u);
     EXPECT_EQ(std::count(readings.begin(), readings.end(), "am0"), 0);
     EXPECT_EQ(std::count(readings.begin(), readings.end(), ""), 0);
-    EXPECT_EQ(store.distractorReadings("char:0", 100).size(), 20u);  // 無 has none
-    std::vector<std::string> fronts = store.distractorFronts("char:0", 100);
+    EXPECT_EQ(store.progress.distractorReadings("char:0", 100).size(), 20u);  // 無 has none
+    std::vector<std::string> fronts = store.progress.distractorFronts("char:0", 100);
     EXPECT_EQ(fronts.size(), 20u);  // 19 others and 無, not the long phrase
     EXPECT_EQ(std::count(fronts.begin(), fronts.end(), "0"), 0);
-    EXPECT_TRUE(store.distractorFronts("char:0", 0).empty());
+    EXPECT_TRUE(store.progress.distractorFronts("char:0", 0).empty());
 }

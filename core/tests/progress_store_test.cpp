@@ -10,7 +10,7 @@
 
 #include "core/db/database.h"
 #include "core/progress/badges.h"
-#include "core/study/study_store.h"
+#include "core/progress/progress_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -37,21 +37,21 @@ int64_t scalar(db::Database& d, const std::string& sql) {
 
 class ProgressStoreTest : public ::testing::Test {
   protected:
-    std::unique_ptr<StudyStore> open(int64_t day = kToday, int64_t seconds = 1'728'000'000) {
-        return std::make_unique<StudyStore>(dir.file("study.sqlite"), clockOnDay(day, seconds));
+    std::unique_ptr<StudyStores> open(int64_t day = kToday, int64_t seconds = 1'728'000'000) {
+        return std::make_unique<StudyStores>(dir.file("study.sqlite"), clockOnDay(day, seconds));
     }
-    StudyStore& store() {
+    StudyStores& store() {
         if (!m_store) {
             m_store = open();
         }
         return *m_store;
     }
-    db::Database& d() { return store().database(); }
+    db::Database& d() { return store().db.connection(); }
     void exec(const std::string& sql) { ASSERT_TRUE(d().exec(sql)) << sql; }
-    std::vector<std::string> evaluate() { return store().evaluateBadges(kToday); }
+    std::vector<std::string> evaluate() { return store().progress.evaluateBadges(kToday); }
 
     TempDir dir;
-    std::unique_ptr<StudyStore> m_store;
+    std::unique_ptr<StudyStores> m_store;
 };
 
 // Runs fn in a child process whose time zone (TZ) is `zone`, the way the
@@ -98,33 +98,33 @@ TEST_F(ProgressStoreTest, AFreshDatabaseShowsTheStartingProfile) {
     expected.rankHan = "童生";
     expected.rankName = "Đồng sinh";
     expected.avatarGlyph = "印";
-    EXPECT_EQ(store().profileStats(kToday), expected);
+    EXPECT_EQ(store().progress.profileStats(kToday), expected);
 }
 
 TEST_F(ProgressStoreTest, XpComesFromReviewsAndQuizAnswers) {
     insertCard(d(), "char:數", 0, 0, 0, "số");
-    StudyCard card = *store().cardByUid("char:數");
-    ASSERT_TRUE(store().grade(card, Rating::Good, kToday));
-    EXPECT_EQ(store().xpTotal(), 30);  // review 10 + good 5 + first time 15
-    EXPECT_EQ(store().xpToday(kToday), 15);
-    card = *store().cardByUid("char:數");
-    ASSERT_TRUE(store().grade(card, Rating::Again, kToday));
-    EXPECT_EQ(store().xpTotal(), 40);
-    EXPECT_EQ(store().xpToday(kToday), 25);
-    EXPECT_EQ(store().xpToday(kToday + 1), 0);
+    StudyCard card = *store().study.cardByUid("char:數");
+    ASSERT_TRUE(store().study.grade(card, Rating::Good, kToday));
+    EXPECT_EQ(store().progress.xpTotal(), 30);  // review 10 + good 5 + first time 15
+    EXPECT_EQ(store().progress.xpToday(kToday), 15);
+    card = *store().study.cardByUid("char:數");
+    ASSERT_TRUE(store().study.grade(card, Rating::Again, kToday));
+    EXPECT_EQ(store().progress.xpTotal(), 40);
+    EXPECT_EQ(store().progress.xpToday(kToday), 25);
+    EXPECT_EQ(store().progress.xpToday(kToday + 1), 0);
 
     for (int i = 0; i < 10; ++i) {
-        ASSERT_TRUE(store().recordQuiz("char:數", "typeAm", i < 8, 1200));
+        ASSERT_TRUE(store().progress.recordQuiz("char:數", "typeAm", i < 8, 1200));
     }
-    open(kToday - 1)->recordQuiz("char:數", "amFromHan", true);
-    EXPECT_EQ(store().xpTotal(), 40 + 16 + 2);
-    EXPECT_EQ(store().xpToday(kToday), 25 + 16);
+    open(kToday - 1)->progress.recordQuiz("char:數", "amFromHan", true);
+    EXPECT_EQ(store().progress.xpTotal(), 40 + 16 + 2);
+    EXPECT_EQ(store().progress.xpToday(kToday), 25 + 16);
     EXPECT_EQ(scalar(d(),
                      "SELECT COUNT(*) FROM quiz_log WHERE day=20000 AND mode='typeAm' "
                      "AND ms=1200 AND ts=1728000000"),
               10);
 
-    ProfileStats p = store().profileStats(kToday);
+    ProfileStats p = store().progress.profileStats(kToday);
     EXPECT_EQ(p.xpTotal, 58);
     EXPECT_EQ(p.xpToday, 41);
     EXPECT_EQ(p.totalReviews, 2);
@@ -148,21 +148,21 @@ TEST_F(ProgressStoreTest, CountsMatchTheirDefinitionsOnUntidyLogs) {
                              5 * scalar(d(), "SELECT COUNT(*) FROM review_log WHERE rating>=3") +
                              15 * scalar(d(), "SELECT COUNT(DISTINCT card_uid) FROM review_log") +
                              2 * scalar(d(), "SELECT COUNT(*) FROM quiz_log WHERE correct=1");
-    EXPECT_EQ(store().xpTotal(), expected);
+    EXPECT_EQ(store().progress.xpTotal(), expected);
     const double later = scalar(d(), "SELECT COUNT(*) FROM review_log WHERE elapsed>0");
     const double good =
         scalar(d(), "SELECT COUNT(*) FROM review_log WHERE elapsed>0 AND rating>=3");
-    EXPECT_DOUBLE_EQ(store().profileStats(kToday).retention, good / later);
+    EXPECT_DOUBLE_EQ(store().progress.profileStats(kToday).retention, good / later);
 }
 
 TEST_F(ProgressStoreTest, RetentionCountsOnlyReviewsWithAPreviousInterval) {
     insertLog(d(), "a", 1, kToday, 3, 0);  // first reviews do not count
     insertLog(d(), "b", 1, kToday, 1, 0);
-    EXPECT_EQ(store().profileStats(kToday).retention, -1);
+    EXPECT_EQ(store().progress.profileStats(kToday).retention, -1);
     insertLog(d(), "a", 2, kToday, 3, 2);
     insertLog(d(), "a", 3, kToday, 4, 5);
     insertLog(d(), "b", 4, kToday, 2, 1);
-    EXPECT_DOUBLE_EQ(store().profileStats(kToday).retention, 2.0 / 3.0);
+    EXPECT_DOUBLE_EQ(store().progress.profileStats(kToday).retention, 2.0 / 3.0);
 }
 
 TEST_F(ProgressStoreTest, TheHeatMapCoversTheNinetyDaysEndingToday) {
@@ -172,25 +172,25 @@ TEST_F(ProgressStoreTest, TheHeatMapCoversTheNinetyDaysEndingToday) {
         insertLog(d(), "b", 1, kToday, 3);
     }
     exec("INSERT INTO quiz_log (card_uid, day, correct) VALUES ('a', 20000, 1)");
-    EXPECT_EQ(store().heatmap(kToday),
+    EXPECT_EQ(store().progress.heatmap(kToday),
               (std::map<int64_t, int64_t>{{kToday - 89, 1}, {kToday, 12}}));
-    EXPECT_EQ(store().heatmap(kToday, 7), (std::map<int64_t, int64_t>{{kToday, 12}}));
+    EXPECT_EQ(store().progress.heatmap(kToday, 7), (std::map<int64_t, int64_t>{{kToday, 12}}));
 }
 
 TEST_F(ProgressStoreTest, SettingsComeFromCfgWithTheirDefaults) {
     exec(
         "INSERT INTO cfg VALUES ('daily_goal', 'abc'), ('streak', '7 '), ('best_streak', '25'),"
         "('display_name', 'Lan'), ('avatar_uid', '藥')");
-    ProfileStats p = store().profileStats(kToday);
+    ProfileStats p = store().progress.profileStats(kToday);
     EXPECT_EQ(p.dailyGoal, 20);
     EXPECT_EQ(p.streak, 0);
     EXPECT_EQ(p.bestStreak, 25);
     EXPECT_EQ(p.freezeAvailable, 2);
     EXPECT_EQ(p.displayName, "Lan");
     EXPECT_EQ(p.avatarGlyph, "藥");
-    ASSERT_TRUE(store().setDailyGoal(50));
-    EXPECT_EQ(store().dailyGoal(), 50);
-    EXPECT_EQ(store().cfg("daily_goal"), "50");
+    ASSERT_TRUE(store().progress.setDailyGoal(50));
+    EXPECT_EQ(store().progress.dailyGoal(), 50);
+    EXPECT_EQ(store().study.cfg("daily_goal"), "50");
 }
 
 TEST_F(ProgressStoreTest, StreakBadgesOfOnePassShareOneMoment) {
@@ -199,11 +199,11 @@ TEST_F(ProgressStoreTest, StreakBadgesOfOnePassShareOneMoment) {
     EXPECT_EQ(scalar(d(), "SELECT COUNT(*) FROM badge WHERE earned_at=1728000000 AND day=20000"),
               2);
     EXPECT_TRUE(evaluate().empty());
-    EXPECT_EQ(store().earnedBadges(), (std::set<std::string>{"streak3", "streak7"}));
+    EXPECT_EQ(store().progress.earnedBadges(), (std::set<std::string>{"streak3", "streak7"}));
     // A badge once earned stays, whatever happens to the history.
     exec("UPDATE cfg SET v='0' WHERE k='best_streak'");
     EXPECT_TRUE(evaluate().empty());
-    EXPECT_EQ(store().profileStats(kToday).earnedBadges.size(), 2u);
+    EXPECT_EQ(store().progress.profileStats(kToday).earnedBadges.size(), 2u);
 }
 
 TEST_F(ProgressStoreTest, LearnedAndMasteredCardsAreCountedFromTheDeck) {
@@ -214,7 +214,7 @@ TEST_F(ProgressStoreTest, LearnedAndMasteredCardsAreCountedFromTheDeck) {
     EXPECT_EQ(evaluate(), (std::vector<std::string>{"learned100"}));
     exec("UPDATE card SET stability=21.01 WHERE id<=50");
     EXPECT_EQ(evaluate(), (std::vector<std::string>{"mastered50"}));
-    EXPECT_EQ(store().profileStats(kToday).mastered, 50);
+    EXPECT_EQ(store().progress.profileStats(kToday).mastered, 50);
 }
 
 TEST_F(ProgressStoreTest, APerfectDayNeedsFiveReviewsAllGoodOrEasy) {
@@ -262,7 +262,7 @@ TEST_F(ProgressStoreTest, AFailedAwardIsOfferedAgainAndDoesNotBlockTheOthers) {
         "CREATE TRIGGER refuse BEFORE INSERT ON badge WHEN NEW.code='streak3' "
         "BEGIN SELECT RAISE(ABORT, 'no'); END");
     EXPECT_EQ(evaluate(), (std::vector<std::string>{"streak3", "streak7"}));
-    EXPECT_EQ(store().earnedBadges(), (std::set<std::string>{"streak7"}));
+    EXPECT_EQ(store().progress.earnedBadges(), (std::set<std::string>{"streak7"}));
     exec("DROP TRIGGER refuse");
     EXPECT_EQ(evaluate(), (std::vector<std::string>{"streak3"}));
     // A badge stored by another path keeps its first moment.
@@ -282,17 +282,17 @@ TEST_F(ProgressStoreTest, TimeOfDayBadgesFollowTheLocalClockOfTheMachine) {
                     ++bad;
                 }
             };
-            StudyStore s(where.file("study.sqlite"), clockOnDay(kToday));
-            db::Database& d = s.database();
+            StudyStores s(where.file("study.sqlite"), clockOnDay(kToday));
+            db::Database& d = s.db.connection();
             // July: New York on summer time.
             insertLog(d, "a", localTime(2024, 7, 3, 7, 0), 1, 3);
             insertLog(d, "a", localTime(2024, 7, 3, 21, 59), 1, 3);
-            expect(s.evaluateBadges(kToday).empty(), "07:00 and 21:59 earn nothing");
+            expect(s.progress.evaluateBadges(kToday).empty(), "07:00 and 21:59 earn nothing");
             insertLog(d, "a", localTime(2024, 12, 3, 6, 59), 1, 3);
-            expect(s.evaluateBadges(kToday) == std::vector<std::string>{"earlyBird"},
+            expect(s.progress.evaluateBadges(kToday) == std::vector<std::string>{"earlyBird"},
                    "06:59 is early");
             insertLog(d, "a", localTime(2024, 7, 4, 22, 0), 1, 3);
-            expect(s.evaluateBadges(kToday) == std::vector<std::string>{"nightOwl"},
+            expect(s.progress.evaluateBadges(kToday) == std::vector<std::string>{"nightOwl"},
                    "22:00 is late");
             return bad;
         });
@@ -308,8 +308,8 @@ TEST_F(ProgressStoreTest, TimeOfDayBadgesAgreeWithSqliteLocalTimeAnywhere) {
                              "Pacific/Apia", "America/Sao_Paulo", "Asia/Ho_Chi_Minh"}) {
         TempDir where;
         int failures = inZone(zone, [&] {
-            StudyStore s(where.file("study.sqlite"), clockOnDay(kToday));
-            db::Database& d = s.database();
+            StudyStores s(where.file("study.sqlite"), clockOnDay(kToday));
+            db::Database& d = s.db.connection();
             d.exec("PRAGMA synchronous=OFF");  // speed only: nothing here must survive
             std::mt19937_64 rng(std::hash<std::string>{}(zone));
             int bad = 0;
@@ -347,7 +347,7 @@ TEST_F(ProgressStoreTest, TimeOfDayBadgesAgreeWithSqliteLocalTimeAnywhere) {
                     {"earlyBird", "< 7"},
                     {"nightOwl", ">= 22"},
                 };
-                std::vector<std::string> got = s.evaluateBadges(kToday);
+                std::vector<std::string> got = s.progress.evaluateBadges(kToday);
                 for (auto& [code, test] : rules) {
                     const bool expected =
                         scalar(d, std::string("SELECT COUNT(*) FROM review_log WHERE "

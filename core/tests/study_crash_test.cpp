@@ -13,6 +13,7 @@
 #include <set>
 
 #include "core/db/database.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
@@ -26,7 +27,8 @@ namespace {
 // among grades rather than in the opening.
 [[noreturn]] void gradeForever(const std::string& path, unsigned seed, int ready) {
     try {
-        StudyStore store(path, Clock::fixed(1'700'000'000));
+        StudyDatabase database(path, Clock::fixed(1'700'000'000));
+        StudyStore store(database);
         db::Database peek(path, db::Database::Mode::ReadOnly);
         db::Statement nextDue(peek, "SELECT min(due) FROM card");
         std::mt19937 rng(seed);
@@ -109,7 +111,7 @@ TEST(StudyCrash, AKilledProcessNeverLeavesHalfAGrade) {
     for (int i = 0; i < 60; ++i) {
         items.push_back({"c:" + std::to_string(i), "字", "am", std::nullopt, std::nullopt});
     }
-    ASSERT_EQ(StudyStore(path, clockOnDay(1000)).addLessonCards(items), 60);
+    ASSERT_EQ(StudyStores(path, clockOnDay(1000)).study.addLessonCards(items), 60);
 
     std::mt19937 rng(20240310);
     constexpr int kRuns = 200;
@@ -132,6 +134,6 @@ TEST(StudyCrash, AKilledProcessNeverLeavesHalfAGrade) {
         waitpid(child, &status, 0);
         ASSERT_TRUE(graded && WIFSIGNALED(status)) << "the child stopped by itself, run " << run;
         ASSERT_NO_FATAL_FAILURE(expectConsistent(path)) << "after run " << run;
-        ASSERT_NO_THROW(StudyStore(path, clockOnDay(1000)));
+        ASSERT_NO_THROW(StudyDatabase(path, clockOnDay(1000)));
     }
 }

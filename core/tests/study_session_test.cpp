@@ -37,7 +37,7 @@ class StudySessionTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores store;
     int m_next = 0;
 };
 
@@ -73,7 +73,7 @@ TEST(StudyKeys, TheKeyTableMapsPositionsToActions) {
 }
 
 TEST_F(StudySessionTest, AnEmptyDayShowsTheFinishedScreenAndStillSwallowsItsKeys) {
-    StudySession s(store);
+    StudySession s(store.study);
     s.reload();
     EXPECT_FALSE(s.card());
     for (StudyKey k : {StudyKey::Digit1, StudyKey::Space, StudyKey::Return}) {
@@ -86,7 +86,7 @@ TEST_F(StudySessionTest, AnEmptyDayShowsTheFinishedScreenAndStillSwallowsItsKeys
 
 TEST_F(StudySessionTest, TheChoiceCountFollowsHowManyOtherReadingsExist) {
     addNewCards({"thương", "hàn", "", "thương"});
-    StudySession two(store);
+    StudySession two(store.study);
     two.reload();
     EXPECT_TRUE(two.choices().empty());  // one distinct other reading: plain reveal
     EXPECT_TRUE(two.handle(StudyKey::Digit1));
@@ -95,7 +95,7 @@ TEST_F(StudySessionTest, TheChoiceCountFollowsHowManyOtherReadingsExist) {
     EXPECT_TRUE(two.revealed());
 
     addNewCards({"luận"});
-    StudySession three(store);
+    StudySession three(store.study);
     three.reload();
     ASSERT_EQ(three.choices().size(), 3u);
     EXPECT_EQ(std::set<std::string>(three.choices().begin(), three.choices().end()),
@@ -110,7 +110,7 @@ TEST_F(StudySessionTest, TheChoiceCountFollowsHowManyOtherReadingsExist) {
 TEST_F(StudySessionTest, PickingRevealsAndTheSameKeyThenGrades) {
     addNewCards({"thương", "hàn", "luận", "số", "bệnh"});
     int progress = 0;
-    StudySession s(store, std::mt19937_64{7});
+    StudySession s(store.study, std::mt19937_64{7});
     s.onProgress = [&] { ++progress; };
     s.reload();
     ASSERT_EQ(s.choices().size(), 4u);
@@ -141,7 +141,7 @@ TEST_F(StudySessionTest, PickingRevealsAndTheSameKeyThenGrades) {
 
 TEST_F(StudySessionTest, AForgottenCardWaitsForItsNextDueDay) {
     addNewCards({"thương", "hàn", "luận"});
-    StudySession s(store);
+    StudySession s(store.study);
     s.reload();
     while (s.card()) {
         s.reveal();
@@ -150,8 +150,8 @@ TEST_F(StudySessionTest, AForgottenCardWaitsForItsNextDueDay) {
     s.reload();
     EXPECT_FALSE(s.card());
     EXPECT_EQ(finishedText(s.doneThisSession(), s.summary().streak), "Đã ôn 3 thẻ. Chuỗi 1 ngày 🔥");
-    StudyStore tomorrow(dir.file("study.sqlite"), clockOnDay(31));
-    StudySession next(tomorrow);
+    StudyStores tomorrow(dir.file("study.sqlite"), clockOnDay(31));
+    StudySession next(tomorrow.study);
     next.reload();
     EXPECT_EQ(next.queue().size(), 3u);
 }
@@ -160,7 +160,7 @@ TEST_F(StudySessionTest, ChoicesHoldNoDuplicatesAndTheAnswerMovesAround) {
     addNewCards({"hàn", "hàn", "hàn", "số", "số", "luận", "bệnh", "mạch", "thương", "luận"});
     std::map<size_t, int> answerAt;
     for (uint64_t seed = 0; seed < 200; ++seed) {
-        StudySession s(store, std::mt19937_64{seed});
+        StudySession s(store.study, std::mt19937_64{seed});
         s.reload();
         ASSERT_EQ(std::set<std::string>(s.choices().begin(), s.choices().end()).size(), 4u);
         auto it = std::find(s.choices().begin(), s.choices().end(), "hàn");

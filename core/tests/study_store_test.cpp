@@ -53,8 +53,8 @@ int64_t scalar(db::Database& d, const std::string& sql) {
 class StudyStoreTest : public ::testing::Test {
   protected:
     std::string path() const { return dir.file("data/study.sqlite"); }
-    std::unique_ptr<StudyStore> open(int64_t day = 100, int64_t seconds = 1'700'000'000) {
-        return std::make_unique<StudyStore>(path(), clockOnDay(day, seconds));
+    std::unique_ptr<StudyStores> open(int64_t day = 100, int64_t seconds = 1'700'000'000) {
+        return std::make_unique<StudyStores>(path(), clockOnDay(day, seconds));
     }
     db::Database raw() { return db::Database(path(), db::Database::Mode::ReadWriteCreate); }
     TempDir dir;
@@ -79,8 +79,8 @@ INSERT INTO review_log (card_uid, ts, day, rating, elapsed, interval) VALUES ('c
 INSERT INTO cfg VALUES ('streak', '4');
 )sql"));
     auto store = open(100);
-    EXPECT_EQ(store->summary().streak, 4);
-    ASSERT_TRUE(store->grade(store->queue().at(0), Rating::Good));
+    EXPECT_EQ(store->study.summary().streak, 4);
+    ASSERT_TRUE(store->study.grade(store->study.queue().at(0), Rating::Good));
     store.reset();
 
     db::Database d = raw();
@@ -122,7 +122,7 @@ TEST_F(StudyStoreTest, FilesThatAreNotStudyDatabasesAreRefusedAndLeftAlone) {
 
     // A real study database whose schema page was overwritten.
     std::filesystem::remove(path());
-    open()->addLookupCard("char:數", "數", "Số", "");
+    open()->study.addLookupCard("char:數", "數", "Số", "");
     std::string bytes = readFile(path());
     std::fill(bytes.begin() + 100, bytes.begin() + 4096, '\xA5');
     std::ofstream(path(), std::ios::binary | std::ios::trunc) << bytes;
@@ -133,7 +133,7 @@ TEST_F(StudyStoreTest, FilesThatAreNotStudyDatabasesAreRefusedAndLeftAlone) {
     std::filesystem::remove(path());
     raw().exec("CREATE TABLE card (name TEXT)");
     EXPECT_THROW(open(), DictionaryError);
-    EXPECT_THROW(StudyStore(dir.file("data"), clockOnDay(1)), DictionaryError);  // a folder
+    EXPECT_THROW(StudyDatabase(dir.file("data"), clockOnDay(1)), DictionaryError);  // a folder
     if (::geteuid() != 0) {  // root writes through permissions
         std::filesystem::remove(path());
         open();
@@ -151,19 +151,19 @@ TEST_F(StudyStoreTest, CfgNumbersAreStrictSignedDecimals) {
         EXPECT_EQ(StudyStore::parseDecimal(bad), std::nullopt) << '"' << bad << '"';
     }
     auto store = open();
-    store->setCfg("streak", "7 ");
-    EXPECT_EQ(store->cfg("streak"), "7 ");
-    EXPECT_EQ(store->summary().streak, 0);
-    store->setCfg("streak", "+7");
-    EXPECT_EQ(store->summary().streak, 7);
+    store->study.setCfg("streak", "7 ");
+    EXPECT_EQ(store->study.cfg("streak"), "7 ");
+    EXPECT_EQ(store->study.summary().streak, 0);
+    store->study.setCfg("streak", "+7");
+    EXPECT_EQ(store->study.summary().streak, 7);
 }
 
 TEST_F(StudyStoreTest, SeedingFillsAnEmptyDeckOnceWithTheMostFrequentCharacters) {
     writeRankedDict(dir.file("dict.sqlite"), 1000);
     DictionaryStore dict(dir.file("dict.sqlite"));
     auto store = open(321, 1'234'567);
-    EXPECT_EQ(store->seedIfEmpty(dict), 800);
-    EXPECT_EQ(store->seedIfEmpty(dict), 0);
+    EXPECT_EQ(store->study.seedIfEmpty(dict), 800);
+    EXPECT_EQ(store->study.seedIfEmpty(dict), 0);
 
     db::Database d = raw();
     db::Statement st(d,
@@ -187,25 +187,25 @@ TEST_F(StudyStoreTest, SeedingFillsAnEmptyDeckOnceWithTheMostFrequentCharacters)
     // A deck holding any card at all is never seeded.
     std::filesystem::remove_all(dir.path() / "data");
     auto other = open();
-    other->addLookupCard("phrase:傷寒", "傷寒", "Thương Hàn", "");
-    EXPECT_EQ(other->seedIfEmpty(dict), 0);
+    other->study.addLookupCard("phrase:傷寒", "傷寒", "Thương Hàn", "");
+    EXPECT_EQ(other->study.seedIfEmpty(dict), 0);
 }
 
 TEST_F(StudyStoreTest, LookupAndLessonCardsTakeTheirPlacesInTheNewOrder) {
     auto store = open(50, 1000);
-    store->recordLookup("數", "數");
-    store->recordLookup("", "ignored");
-    StudyStore(path(), clockOnDay(51, 2000)).recordLookup("數", "another sample");
-    EXPECT_TRUE(store->addLookupCard("char:數", "數", "Số", "Số đếm."));
-    EXPECT_FALSE(store->addLookupCard("char:數", "數", "Sổ", "changed"));
+    store->study.recordLookup("數", "數");
+    store->study.recordLookup("", "ignored");
+    StudyStores(path(), clockOnDay(51, 2000)).study.recordLookup("數", "another sample");
+    EXPECT_TRUE(store->study.addLookupCard("char:數", "數", "Số", "Số đếm."));
+    EXPECT_FALSE(store->study.addLookupCard("char:數", "數", "Sổ", "changed"));
     std::vector<LessonItem> lesson = {
         {"char:傷", "傷", "thương", "wound", 1},
         {"", "空", std::nullopt, std::nullopt, 2},  // skipped, but keeps its rank
         {"char:數", "數", "sác", std::nullopt, 3},  // already in the deck
         {"char:病", "病", std::nullopt, std::nullopt, 4},
     };
-    EXPECT_EQ(store->addLessonCards(lesson), 2);
-    EXPECT_EQ(store->addLessonCards(lesson), 0);
+    EXPECT_EQ(store->study.addLessonCards(lesson), 2);
+    EXPECT_EQ(store->study.addLessonCards(lesson), 0);
 
     db::Database d = raw();
     EXPECT_EQ(scalar(d,
@@ -217,41 +217,41 @@ TEST_F(StudyStoreTest, LookupAndLessonCardsTakeTheirPlacesInTheNewOrder) {
                      "SELECT freq_rank FROM card WHERE uid = 'char:病' AND am = '' "
                      "AND source = 'lesson' AND updated_at = 1000"),
               50004);
-    std::vector<StudyCard> q = store->queue();
+    std::vector<StudyCard> q = store->study.queue();
     ASSERT_EQ(q.size(), 3u);
     EXPECT_EQ(q[0].uid, "char:傷");
     EXPECT_EQ(q[2].uid, "char:數");
     EXPECT_EQ(q[2].am, "Số");  // the first add stays
-    EXPECT_EQ(store->countInDeck({}), 0);
+    EXPECT_EQ(store->study.countInDeck({}), 0);
     std::vector<std::string> many(1200, "x:nope");
     many.insert(many.end(), {"char:病", "char:病", "char:傷"});
-    EXPECT_EQ(store->countInDeck(many), 2);
+    EXPECT_EQ(store->study.countInDeck(many), 2);
 }
 
 TEST_F(StudyStoreTest, FifteenNewCardsADayMostFrequentFirst) {
     writeRankedDict(dir.file("dict.sqlite"), 900);
     DictionaryStore dict(dir.file("dict.sqlite"));
     auto store = open(200);
-    store->seedIfEmpty(dict);
+    store->study.seedIfEmpty(dict);
     std::vector<std::string> top = dict.topCharsByFreq(30);
 
-    std::vector<StudyCard> q = store->queue(200);
+    std::vector<StudyCard> q = store->study.queue(200);
     ASSERT_EQ(q.size(), 15u);
     for (size_t i = 0; i < q.size(); ++i) {
         EXPECT_EQ(q[i].front, top[i]);
     }
     // A new card graded twice in one day counts once.
-    ASSERT_TRUE(store->grade(q[0], Rating::Again, 200));
-    ASSERT_TRUE(store->grade(*store->cardByUid(q[0].uid), Rating::Good, 200));
-    EXPECT_EQ(store->newRemaining(200), 14);
+    ASSERT_TRUE(store->study.grade(q[0], Rating::Again, 200));
+    ASSERT_TRUE(store->study.grade(*store->study.cardByUid(q[0].uid), Rating::Good, 200));
+    EXPECT_EQ(store->study.newRemaining(200), 14);
     for (size_t i = 1; i < q.size(); ++i) {
-        ASSERT_TRUE(store->grade(q[i], Rating::Good, 200));
+        ASSERT_TRUE(store->study.grade(q[i], Rating::Good, 200));
     }
-    EXPECT_EQ(store->newRemaining(200), 0);
-    EXPECT_TRUE(store->queue(200).empty());
+    EXPECT_EQ(store->study.newRemaining(200), 0);
+    EXPECT_TRUE(store->study.queue(200).empty());
 
     // Next day: the forgotten card first, then the next fifteen.
-    std::vector<StudyCard> next = store->queue(201);
+    std::vector<StudyCard> next = store->study.queue(201);
     ASSERT_EQ(next.size(), 16u);
     EXPECT_EQ(next[0].uid, q[0].uid);
     EXPECT_EQ(next[1].front, top[15]);
@@ -272,13 +272,13 @@ TEST_F(StudyStoreTest, TheSessionTakes200DueCardsMostOverdueFirstButTheBadgeCoun
         insertCard(d, "new:suspended", 0, 0, 0, "", 1);
         tx.commit();
     }
-    std::vector<StudyCard> q = store->queue(500);
+    std::vector<StudyCard> q = store->study.queue(500);
     ASSERT_EQ(q.size(), 200u);
     for (size_t i = 0; i < q.size(); ++i) {
         // Day i/2; on a shared day the lower freq_rank (the odd one) first.
         EXPECT_EQ(q[i].uid, "due:" + std::to_string(i % 2 ? i - 1 : i + 1));
     }
-    StudySummary s = store->summary(500);
+    StudySummary s = store->study.summary(500);
     EXPECT_EQ(s, (StudySummary{250, 0, 252, 253, 0, 0, 0}));
     EXPECT_EQ(studyBadgeTitle(s), "Học hôm nay (250)");
     EXPECT_EQ(studyBadgeTitle(StudySummary{}), "Học hôm nay");
@@ -293,36 +293,37 @@ TEST_F(StudyStoreTest, TheNewCardCounterBelongsToItsDay) {
             insertCard(d, "n:" + std::to_string(i), i, 0, 0);
         }
     }
-    store->setCfg("new_count", "9");  // left over without a day: counts as day -1
-    EXPECT_EQ(store->newRemaining(100), 15);
-    EXPECT_EQ(store->newRemaining(-1), 6);
-    store->setCfg("new_day", "100");
-    EXPECT_EQ(store->newRemaining(100), 6);
-    EXPECT_EQ(store->newRemaining(101), 15);
-    store->setCfg("new_count", "-20");  // damaged: grants nothing extra
-    EXPECT_EQ(store->newRemaining(100), 15);
+    store->study.setCfg("new_count", "9");  // left over without a day: counts as day -1
+    EXPECT_EQ(store->study.newRemaining(100), 15);
+    EXPECT_EQ(store->study.newRemaining(-1), 6);
+    store->study.setCfg("new_day", "100");
+    EXPECT_EQ(store->study.newRemaining(100), 6);
+    EXPECT_EQ(store->study.newRemaining(101), 15);
+    store->study.setCfg("new_count", "-20");  // damaged: grants nothing extra
+    EXPECT_EQ(store->study.newRemaining(100), 15);
     raw().exec("UPDATE card SET reps = 1 WHERE freq_rank >= 4");
-    EXPECT_EQ(store->newRemaining(100), 4);
+    EXPECT_EQ(store->study.newRemaining(100), 4);
 }
 
 TEST_F(StudyStoreTest, GradingWritesTheCardTheLogAndTheCountersTogether) {
     auto store = open(100, 1'700'000'123);
-    store->addLookupCard("char:數", "數", "Số", "");
-    StudyCard fresh = store->queue().at(0);
-    std::optional<ReviewState> first = store->grade(fresh, Rating::Easy);
+    store->study.addLookupCard("char:數", "數", "Số", "");
+    StudyCard fresh = store->study.queue().at(0);
+    std::optional<ReviewState> first = store->study.grade(fresh, Rating::Easy);
     ASSERT_TRUE(first);
-    EXPECT_EQ(*first, store->fsrs().schedule(fresh.state, Rating::Easy, 0));
+    EXPECT_EQ(*first, store->study.fsrs().schedule(fresh.state, Rating::Easy, 0));
 
     // Nine days later elapsed comes from last_day; a card whose last_day lies
     // ahead (the clock went back) gets 0, never a negative count.
-    StudyCard again = *store->cardByUid("char:數");
+    StudyCard again = *store->study.cardByUid("char:數");
     EXPECT_EQ(again.due, 100 + first->intervalDays);
-    StudyStore later(path(), clockOnDay(109, 1'700'800'000));
-    std::optional<ReviewState> lapse = later.grade(again, Rating::Again);
+    StudyStores later(path(), clockOnDay(109, 1'700'800'000));
+    std::optional<ReviewState> lapse = later.study.grade(again, Rating::Again);
     ASSERT_TRUE(lapse);
-    EXPECT_EQ(*lapse, store->fsrs().schedule(again.state, Rating::Again, 9));
-    std::optional<ReviewState> back = store->grade(*store->cardByUid("char:數"), Rating::Good, 90);
-    EXPECT_EQ(*back, store->fsrs().schedule(*lapse, Rating::Good, 0));
+    EXPECT_EQ(*lapse, store->study.fsrs().schedule(again.state, Rating::Again, 9));
+    std::optional<ReviewState> back =
+        store->study.grade(*store->study.cardByUid("char:數"), Rating::Good, 90);
+    EXPECT_EQ(*back, store->study.fsrs().schedule(*lapse, Rating::Good, 0));
 
     db::Database d = raw();
     db::Statement log(d,
@@ -342,7 +343,7 @@ TEST_F(StudyStoreTest, GradingWritesTheCardTheLogAndTheCountersTogether) {
                      "SELECT count(*) FROM card WHERE state = 'review' AND last_day = 90 "
                      "AND updated_at = 1700000123 AND lapses = 1"),
               1);
-    EXPECT_EQ(later.cfgInt("new_count"), 1);  // only the first grade was of a new card
+    EXPECT_EQ(later.study.cfgInt("new_count"), 1);  // only the first grade was of a new card
 }
 
 TEST_F(StudyStoreTest, TheStreakCountsConsecutiveStudyDaysOnce) {
@@ -354,12 +355,12 @@ TEST_F(StudyStoreTest, TheStreakCountsConsecutiveStudyDaysOnce) {
         }
     }
     for (int64_t day : {10, 10, 10, 11, 12, 12}) {
-        ASSERT_TRUE(store->grade(store->queue(day).at(0), Rating::Again, day));
+        ASSERT_TRUE(store->study.grade(store->study.queue(day).at(0), Rating::Again, day));
     }
-    EXPECT_EQ(store->summary(12).streak, 3);
-    EXPECT_EQ(store->summary(14).streak, 3);  // shown as stored until the next grade
-    ASSERT_TRUE(store->grade(store->queue(14).at(0), Rating::Good, 14));
-    StudySummary s = store->summary(14);
+    EXPECT_EQ(store->study.summary(12).streak, 3);
+    EXPECT_EQ(store->study.summary(14).streak, 3);  // shown as stored until the next grade
+    ASSERT_TRUE(store->study.grade(store->study.queue(14).at(0), Rating::Good, 14));
+    StudySummary s = store->study.summary(14);
     EXPECT_EQ(s.streak, 1);
     EXPECT_EQ(s.bestStreak, 3);
     EXPECT_EQ(s.reviewedToday, 1);
@@ -378,12 +379,12 @@ TEST_F(StudyStoreTest, DamagedRowsAreReadSafelyAndGradedIntoSaneStates) {
             "WHERE uid = 'c:1';"
             "UPDATE card SET front = CAST(X'E6B8FF' AS TEXT) WHERE uid = 'c:2'");
     }
-    std::vector<StudyCard> q = store->queue(10);
+    std::vector<StudyCard> q = store->study.queue(10);
     ASSERT_EQ(q.size(), 3u);
     EXPECT_EQ(q[1].am, "");
     EXPECT_TRUE(text::isValidUtf8(q[2].front));
     for (const StudyCard& c : q) {
-        std::optional<ReviewState> s = store->grade(c, Rating::Good, 10);
+        std::optional<ReviewState> s = store->study.grade(c, Rating::Good, 10);
         ASSERT_TRUE(s) << c.uid;
         EXPECT_TRUE(std::isfinite(s->stability) && s->difficulty >= 1) << c.uid;
     }
@@ -393,15 +394,53 @@ TEST_F(StudyStoreTest, DamagedRowsAreReadSafelyAndGradedIntoSaneStates) {
     EXPECT_EQ(scalar(d, "SELECT count(*) FROM card WHERE front = CAST(X'E6B8FF' AS TEXT)"), 1);
 }
 
-TEST_F(StudyStoreTest, AGradeThatCannotBeLoggedChangesNothing) {
-    auto store = open();
-    store->addLookupCard("char:數", "數", "Số", "");
-    raw().exec(
-        "CREATE TRIGGER refuse BEFORE INSERT ON review_log "
-        "BEGIN SELECT RAISE(ABORT, 'disk says no'); END");
-    StudyCard c = store->queue().at(0);
-    EXPECT_EQ(store->grade(c, Rating::Good), std::nullopt);
-    EXPECT_EQ(*store->cardByUid("char:數"), c);
-    EXPECT_EQ(store->cfg("new_count"), std::nullopt);
-    EXPECT_EQ(store->cfg("streak"), std::nullopt);
+TEST_F(StudyStoreTest, AGradeThatCannotBeWrittenWholeChangesNothing) {
+    // Each fault breaks one write of the grade: the card update (refused when
+    // run, or unable to prepare), the log row or a counter. The card, the log
+    // and the counters must all stay as they were, and once the fault is gone
+    // the same grade goes through, so nothing was left open either.
+    struct Fault {
+        const char* name;
+        const char* inject;
+        const char* repair;
+    };
+    const Fault faults[] = {
+        {"log row refused",
+         "CREATE TRIGGER refuse BEFORE INSERT ON review_log "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+        {"card update refused",
+         "CREATE TRIGGER refuse BEFORE UPDATE ON card "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+        {"card update cannot be prepared", "ALTER TABLE card RENAME COLUMN updated_at TO changed",
+         "ALTER TABLE card RENAME COLUMN changed TO updated_at"},
+        {"counter refused",
+         "CREATE TRIGGER refuse BEFORE INSERT ON cfg "
+         "BEGIN SELECT RAISE(ABORT, 'disk says no'); END",
+         "DROP TRIGGER refuse"},
+    };
+    const std::string untouched =
+        "SELECT (SELECT count(*) FROM card WHERE reps = 0 AND state = 'new' AND last_day = 0) "
+        "* 100 + (SELECT count(*) FROM review_log) * 10 + (SELECT count(*) FROM cfg)";
+    for (const Fault& f : faults) {
+        SCOPED_TRACE(f.name);
+        std::filesystem::remove_all(dir.path() / "data");
+        auto store = open();
+        store->study.addLookupCard("char:數", "數", "Số", "");
+        ASSERT_TRUE(raw().exec(f.inject));
+        StudyCard c = store->study.queue().at(0);
+        EXPECT_EQ(store->study.grade(c, Rating::Good), std::nullopt);
+        {
+            db::Database d = raw();
+            EXPECT_EQ(scalar(d, untouched), 100);
+        }
+        EXPECT_EQ(*store->study.cardByUid("char:數"), c);
+
+        ASSERT_TRUE(raw().exec(f.repair));
+        ASSERT_TRUE(store->study.grade(c, Rating::Good));
+        EXPECT_EQ(store->study.cfgInt("new_count"), 1);
+        EXPECT_EQ(store->study.summary().reviewedToday, 1);
+        EXPECT_EQ(store->study.cardByUid("char:數")->state.reps, 1);
+    }
 }

@@ -2,9 +2,13 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "core/db/database.h"
+#include "core/progress/progress_store.h"
 #include "core/study/day_clock.h"
+#include "core/study/study_database.h"
+#include "core/study/study_store.h"
 
 namespace talvo::testing {
 
@@ -14,6 +18,17 @@ inline Clock clockOnDay(int64_t day, int64_t seconds = 1'700'000'000) {
     c.pinnedDay = day;
     return c;
 }
+
+// A study database with both stores over it, opened as the program opens
+// them. Throws as StudyDatabase does.
+struct StudyStores {
+    StudyStores(const std::string& path, Clock clock)
+        : db(path, std::move(clock)), study(db), progress(db) {}
+
+    StudyDatabase db;
+    StudyStore study;
+    ProgressStore progress;
+};
 
 // Inserts a card straight into a study database, as another device or an
 // older version might have left it.

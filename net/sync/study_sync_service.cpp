@@ -1,9 +1,9 @@
 #include "net/sync/study_sync_service.h"
 
-#include "core/study/study_store.h"
+#include "core/study/study_database.h"
+#include "core/sync/study_sync_store.h"
 #include "net/async/executor.h"
 #include "net/http/http_transport.h"
-#include "net/sync/study_sync_store.h"
 
 namespace talvo {
 
@@ -39,7 +39,7 @@ void StudySyncService::failLater(SyncReport report, std::string why, Completion 
     }
 }
 
-bool StudySyncService::sync(StudyStore& store, Completion done) {
+bool StudySyncService::sync(StudyDatabase& db, Completion done) {
     if (m_inFlight.exchange(true)) {
         return false;
     }
@@ -56,7 +56,7 @@ bool StudySyncService::sync(StudyStore& store, Completion done) {
     }
     std::string deviceId = m_config.deviceIdNow();
 
-    StudySyncStore queries(store);
+    StudySyncStore queries(db);
     wire::SyncRequest sent;
     sent.deviceId = deviceId;
     sent.cards = queries.changedCards(queries.cardPushCursor());
@@ -79,13 +79,13 @@ bool StudySyncService::sync(StudyStore& store, Completion done) {
     auto exchange = std::make_shared<const wire::SyncRequest>(std::move(sent));
     HttpTransport* transport = &m_transport;
     Executor* owner = &m_owner;
-    StudyStore* storePtr = &store;
-    bool posted = m_background.post([this, alive, transport, owner, storePtr, exchange, report,
-                                     done, request = std::move(request)] {
+    StudyDatabase* dbPtr = &db;
+    bool posted = m_background.post([this, alive, transport, owner, dbPtr, exchange, report, done,
+                                     request = std::move(request)] {
         auto result = std::make_shared<HttpResult>(transport->send(request));
-        owner->post([this, alive, storePtr, exchange, report, done, result] {
+        owner->post([this, alive, dbPtr, exchange, report, done, result] {
             if (!alive.expired()) {
-                complete(*storePtr, *exchange, *result, report, done);
+                complete(*dbPtr, *exchange, *result, report, done);
             }
         });
     });
@@ -95,7 +95,7 @@ bool StudySyncService::sync(StudyStore& store, Completion done) {
     return true;
 }
 
-void StudySyncService::complete(StudyStore& store, const wire::SyncRequest& sent,
+void StudySyncService::complete(StudyDatabase& db, const wire::SyncRequest& sent,
                                 const HttpResult& result, SyncReport report,
                                 const Completion& done) {
     if (!result.ok()) {
@@ -117,7 +117,7 @@ void StudySyncService::complete(StudyStore& store, const wire::SyncRequest& sent
     report.receivedCards = static_cast<int64_t>(received->cards.size());
     report.receivedLogs = static_cast<int64_t>(received->logs.size());
     std::optional<StudySyncStore::Applied> applied =
-        StudySyncStore(store).applyExchange(sent, *received);
+        StudySyncStore(db).applyExchange(sent, *received);
     if (!applied) {
         report.error = "the study database could not take the changes";
         finish(report, done);

@@ -14,7 +14,7 @@ namespace talvo {
 
 class Executor;
 class HttpTransport;
-class StudyStore;
+class StudyDatabase;
 struct HttpResult;
 
 // What one exchange did, for the caller's callback (and talvo-cli's report).
@@ -32,19 +32,19 @@ struct SyncReport {
 };
 
 // Runs the study sync exchange (POST base + /api/study/sync) against a study
-// store, one exchange at a time.
+// database, one exchange at a time.
 //
-// Threads: sync() is called on the thread that owns the store. Gathering the
+// Threads: sync() is called on the thread that owns the database. Gathering the
 // batch happens there, at once; the request runs through `background`; the
 // answer is applied and the completion called through `owner`, which must run
-// tasks on the store's thread. Every failure (no service URL, not signed in,
+// tasks on the database's thread. Every failure (no service URL, not signed in,
 // transport error, timeout, a status other than 200, an answer that does not
 // decode, a database that refuses the changes) leaves the database exactly as
 // it was, so the next trigger sends the same batch again.
 //
 // The transport and both executors must outlive every exchange started here.
 // Destroying the service on the owner thread drops the answers of exchanges
-// still under way (nothing is applied, no completion is called); the store
+// still under way (nothing is applied, no completion is called); the database
 // must stay alive until an exchange completes or the service is destroyed.
 class StudySyncService {
   public:
@@ -62,12 +62,12 @@ class StudySyncService {
     // Starts one exchange. False when one is already under way: the trigger
     // is dropped, and `done` is never called. Otherwise `done` (if any) is
     // called exactly once, on the owner executor, with success or failure.
-    bool sync(StudyStore& store, Completion done = {});
+    bool sync(StudyDatabase& db, Completion done = {});
     bool inFlight() const { return m_inFlight.load(); }
 
   private:
     void finish(const SyncReport& report, const Completion& done);
-    void complete(StudyStore& store, const wire::SyncRequest& sent, const HttpResult& result,
+    void complete(StudyDatabase& db, const wire::SyncRequest& sent, const HttpResult& result,
                   SyncReport report, const Completion& done);
     void failLater(SyncReport report, std::string why, Completion done);
 

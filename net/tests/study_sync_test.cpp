@@ -46,7 +46,7 @@ class StudySyncTest : public ::testing::Test {
   protected:
     StudySyncTest() : store(dir.file("study.sqlite"), clockOnDay(20000)) {}
 
-    db::Database& d() { return store.database(); }
+    db::Database& d() { return store.db.connection(); }
 
     int64_t scalar(const std::string& sql) {
         db::Statement st(d(), sql);
@@ -110,7 +110,7 @@ class StudySyncTest : public ::testing::Test {
                                  timeout);
         SyncReport report;
         bool called = false;
-        EXPECT_TRUE(service.sync(store, [&](const SyncReport& r) {
+        EXPECT_TRUE(service.sync(store.db, [&](const SyncReport& r) {
             report = r;
             called = true;
         }));
@@ -120,7 +120,7 @@ class StudySyncTest : public ::testing::Test {
     }
 
     TempDir dir;
-    StudyStore store;
+    StudyStores store;
     ScriptedServer server;
     CurlTransport transport{CurlTransport::Options{"*"}};
 };
@@ -160,8 +160,8 @@ TEST_F(StudySyncTest, OneExchangeSendsTheBatchAndAppliesTheAnswer) {
               "abc/1/abc:17");
     EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE synced=1 AND log_id LIKE 'DEV-A:%'"),
               2);
-    EXPECT_EQ(store.cfg("sync_card_push"), "1700000300");
-    EXPECT_EQ(store.cfg("sync_since"), "1800000000");
+    EXPECT_EQ(store.study.cfg("sync_card_push"), "1700000300");
+    EXPECT_EQ(store.study.cfg("sync_since"), "1800000000");
 
     // Next time: the new cursor goes out, nothing already pushed goes again,
     // and the log received from abc is never pushed back. The received card is
@@ -213,7 +213,7 @@ TEST_F(StudySyncTest, StrictlyNewerRemoteCardsWinAndKeepLocalRank) {
 TEST_F(StudySyncTest, EveryFailureLeavesTheDatabaseAndResendsTheSameBatch) {
     addLocalCard("char:數", 3, 1'700'000'100);
     addLocalLogs(3);
-    store.setCfg("sync_since", "42");
+    store.study.setCfg("sync_since", "42");
     const std::string before = snapshot();
     const std::string goodAnswer =
         wire::encodeSyncResponse({99, {remoteCard("char:心", 5)}, {remoteLog("abc:1")}});
@@ -270,7 +270,7 @@ TEST_F(StudySyncTest, EveryFailureLeavesTheDatabaseAndResendsTheSameBatch) {
     SyncReport ok = exchange();
     ASSERT_TRUE(ok.ok) << ok.error;
     EXPECT_EQ(sentBody(expectedRequests)["logs"], sentBody(0)["logs"]);
-    EXPECT_EQ(store.cfg("sync_since"), "99");
+    EXPECT_EQ(store.study.cfg("sync_since"), "99");
 }
 
 TEST_F(StudySyncTest, WithoutServiceUrlOrTokenNothingIsSent) {
@@ -281,7 +281,7 @@ TEST_F(StudySyncTest, WithoutServiceUrlOrTokenNothingIsSent) {
         StudySyncService service(transport, now, now, config);
         SyncReport report;
         report.ok = true;
-        service.sync(store, [&](const SyncReport& r) { report = r; });
+        service.sync(store.db, [&](const SyncReport& r) { report = r; });
         EXPECT_FALSE(report.ok);
         EXPECT_FALSE(service.inFlight());
     }
@@ -311,19 +311,19 @@ TEST_F(StudySyncTest, WaitsOffTheOwnerThreadAndDropsASecondTrigger) {
         report = r;
         completedOn = std::this_thread::get_id();
     };
-    ASSERT_TRUE(service.sync(store, done));  // returns while the server holds the request
+    ASSERT_TRUE(service.sync(store.db, done));  // returns while the server holds the request
     EXPECT_TRUE(service.inFlight());
-    EXPECT_FALSE(service.sync(store, done)) << "a trigger during an exchange is dropped";
+    EXPECT_FALSE(service.sync(store.db, done)) << "a trigger during an exchange is dropped";
     ASSERT_TRUE(server.waitForRequests(1, 5s));
     release = true;
     runner.waitIdle();
     // The answer is in, but nothing touches the store until the owner runs it.
-    EXPECT_EQ(store.cfg("sync_since"), std::nullopt);
+    EXPECT_EQ(store.study.cfg("sync_since"), std::nullopt);
     EXPECT_EQ(owner.drain(), 1u);
     EXPECT_EQ(completions, 1);
     EXPECT_TRUE(report.ok) << report.error;
     EXPECT_EQ(completedOn, std::this_thread::get_id());
-    EXPECT_EQ(store.cfg("sync_since"), "77");
+    EXPECT_EQ(store.study.cfg("sync_since"), "77");
     EXPECT_EQ(server.requestCount(), 1u);
     EXPECT_FALSE(service.inFlight());
 }
@@ -336,7 +336,7 @@ TEST_F(StudySyncTest, DestroyingTheServiceMidExchangeAppliesNothing) {
         BackgroundRunner runner([this] { transport.shutdown(); });
         {
             StudySyncService service(transport, runner, owner, configFor(server.url()));
-            service.sync(store,
+            service.sync(store.db,
                          [](const SyncReport&) { ADD_FAILURE() << "completion after death"; });
             ASSERT_TRUE(server.waitForRequests(1, 5s));
         }

@@ -14,6 +14,7 @@
 #include <set>
 
 #include "core/db/database.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
 #include "net/async/executor.h"
 #include "net/http/curl_transport.h"
@@ -68,7 +69,8 @@ struct Device {
     Device(const std::string& folder, std::string id, std::string url, const std::string& token,
            Clock clock, HttpTransport& real)
         : id(std::move(id)),
-          store(folder + "/" + this->id + ".sqlite", std::move(clock)),
+          database(folder + "/" + this->id + ".sqlite", std::move(clock)),
+          store(database),
           transport(real) {
         config.baseUrl = [url] { return url; };
         config.deviceId = [this] { return this->id; };
@@ -81,13 +83,13 @@ struct Device {
         InlineExecutor now;
         StudySyncService service(transport, now, now, config);
         SyncReport report;
-        service.sync(store, [&](const SyncReport& r) { report = r; });
+        service.sync(database, [&](const SyncReport& r) { report = r; });
         return report;
     }
 
     std::vector<std::string> rows(const std::string& sql) {
         std::vector<std::string> out;
-        db::Statement st(store.database(), sql);
+        db::Statement st(database.connection(), sql);
         while (st.step()) {
             out.push_back(st.text(0).value_or("NULL"));
         }
@@ -95,6 +97,7 @@ struct Device {
     }
 
     std::string id;
+    StudyDatabase database;
     StudyStore store;
     FaultyTransport transport;
     OnlineConfig config;

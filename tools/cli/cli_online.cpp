@@ -11,7 +11,9 @@
 #include "core/lookup/dictionary_error.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/study/lesson_shelf.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
+#include "core/sync/study_sync_store.h"
 #include "core/text/unicode.h"
 #include "net/async/executor.h"
 #include "net/device/device_identity.h"
@@ -21,7 +23,6 @@
 #include "net/settings/app_settings.h"
 #include "net/settings/token_store.h"
 #include "net/sync/study_sync_service.h"
-#include "net/sync/study_sync_store.h"
 #include "net/translate/tm_service.h"
 
 namespace talvo::cli {
@@ -213,14 +214,14 @@ class OnlineSession {
         return result.kind == Kind::failed ? kExitFailure : kExitOk;
     }
 
-    int sync(StudyStore& store) {
+    int sync(StudyDatabase& db) {
         if (!configured()) {
             return kExitFailure;
         }
         OnlineServices services(m_inline, config(), servicesOptions());
         SyncReport report;
         report.error = "the exchange did not run";
-        services.sync().sync(store, [&](const SyncReport& r) { report = r; });
+        services.sync().sync(db, [&](const SyncReport& r) { report = r; });
         if (m_o.json) {
             m_e.out << dump(json{{"ok", report.ok},
                                  {"error", report.ok ? json(nullptr) : json(report.error)},
@@ -424,24 +425,25 @@ int runOnline(const OnlineOptions& o, DictionaryStore* dict, Environment& e) {
     if (o.command == "translate") {
         return session.translate();
     }
-    const std::string path = StudyStore::defaultPath(o.dataDir);
-    std::unique_ptr<StudyStore> store;
+    const std::string path = StudyDatabase::defaultPath(o.dataDir);
+    std::unique_ptr<StudyDatabase> database;
     try {
         if (path.empty()) {
             throw DictionaryError::cannotOpen(
                 "no data folder: set HOME, XDG_DATA_HOME or "
                 "TALVO_DATA_DIR, or pass --data-dir");
         }
-        store = std::make_unique<StudyStore>(path, clockFor(o));
+        database = std::make_unique<StudyDatabase>(path, clockFor(o));
     } catch (const DictionaryError& err) {
         e.err << "Could not open study.sqlite " << path << ": " << err.what() << '\n';
         return kExitNoStudyDatabase;
     }
     // The desktop program seeds the deck before its first sync; so does this.
+    StudyStore store(*database);
     if (dict) {
-        store->seedIfEmpty(*dict);
+        store.seedIfEmpty(*dict);
     }
-    return o.command == "sync" ? session.sync(*store) : session.lessons(*store);
+    return o.command == "sync" ? session.sync(*database) : session.lessons(store);
 }
 
 }  // namespace talvo::cli

@@ -13,8 +13,10 @@
 #include "core/lookup/dictionary_store.h"
 #include "core/progress/badges.h"
 #include "core/progress/profile_stats.h"
+#include "core/progress/progress_store.h"
 #include "core/progress/quiz_model.h"
 #include "core/progress/xp.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
 #include "core/text/unicode.h"
 #include "tools/cli/cli_study.h"
@@ -116,7 +118,7 @@ Clock clockFor(const ProgressOptions& o) {
 
 class ProgressCommand {
   public:
-    ProgressCommand(const ProgressOptions& o, StudyStore& store, Environment& e)
+    ProgressCommand(const ProgressOptions& o, ProgressStore& store, Environment& e)
         : m_o(o), m_store(store), m_e(e) {
         m_color = &e.out == &std::cout && isatty(STDOUT_FILENO);
     }
@@ -416,7 +418,7 @@ class ProgressCommand {
     }
 
     const ProgressOptions& m_o;
-    StudyStore& m_store;
+    ProgressStore& m_store;
     Environment& m_e;
     bool m_color = false;
 };
@@ -458,12 +460,13 @@ std::optional<std::string> progressUsageError(const std::string& command,
 }
 
 int runProgress(const ProgressOptions& o, DictionaryStore& dict, Environment& e) {
-    std::unique_ptr<StudyStore> store = openStudyStore(o.dataDir, o.lang, clockFor(o), e);
-    if (!store) {
+    std::unique_ptr<StudyDatabase> database = openStudyDatabase(o.dataDir, o.lang, clockFor(o), e);
+    if (!database) {
         return kExitNoStudyDatabase;
     }
-    store->seedIfEmpty(dict);
-    ProgressCommand c(o, *store, e);
+    StudyStore(*database).seedIfEmpty(dict);
+    ProgressStore progress(*database);
+    ProgressCommand c(o, progress, e);
     if (o.command == "profile") {
         return c.profile();
     }

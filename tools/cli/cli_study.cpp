@@ -13,6 +13,7 @@
 #include "core/lookup/dictionary_store.h"
 #include "core/lookup/han_text_parser.h"
 #include "core/lookup/lookup_service.h"
+#include "core/study/study_database.h"
 #include "core/study/study_session.h"
 #include "core/study/study_store.h"
 #include "core/study/study_texts.h"
@@ -544,9 +545,9 @@ std::optional<std::string> parseStudyTimeOption(const std::string& name, const s
     return std::nullopt;
 }
 
-std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLanguage lang,
-                                           Clock clock, Environment& e) {
-    const std::string path = StudyStore::defaultPath(dataDir);
+std::unique_ptr<StudyDatabase> openStudyDatabase(const std::string& dataDir, AppLanguage lang,
+                                                 Clock clock, Environment& e) {
+    const std::string path = StudyDatabase::defaultPath(dataDir);
     if (path.empty()) {
         e.err << kCannotOpenStudy.pick(lang)
               << " There is no data folder: set HOME, XDG_DATA_HOME or TALVO_DATA_DIR, or pass "
@@ -554,7 +555,7 @@ std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLangua
         return nullptr;
     }
     try {
-        return std::make_unique<StudyStore>(path, std::move(clock));
+        return std::make_unique<StudyDatabase>(path, std::move(clock));
     } catch (const DictionaryError& err) {
         e.err << kCannotOpenStudy.pick(lang) << " " << path << ": " << err.what()
               << "\nThe file was left as it is.\n";
@@ -563,16 +564,17 @@ std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLangua
 }
 
 int runStudy(const StudyOptions& o, DictionaryStore& dict, LookupService& lookup, Environment& e) {
-    std::unique_ptr<StudyStore> store = openStudyStore(o.dataDir, o.lang, clockFor(o), e);
-    if (!store) {
+    std::unique_ptr<StudyDatabase> database = openStudyDatabase(o.dataDir, o.lang, clockFor(o), e);
+    if (!database) {
         return kExitNoStudyDatabase;
     }
+    StudyStore store(*database);
     const std::string& cmd = o.operands[0];
-    StudyCommand c(o, *store, e);
+    StudyCommand c(o, store, e);
     if (cmd == "seed") {
         return c.seed(dict);
     }
-    store->seedIfEmpty(dict);
+    store.seedIfEmpty(dict);
     if (cmd == "summary") {
         return c.summary();
     }

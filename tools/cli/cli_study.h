@@ -12,7 +12,7 @@
 namespace talvo {
 class DictionaryStore;
 class LookupService;
-class StudyStore;
+class StudyDatabase;
 struct Clock;
 }  // namespace talvo
 
@@ -39,8 +39,8 @@ std::optional<std::string> parseStudyTimeOption(const std::string& name, const s
 
 // Opens study.sqlite in `dataDir`; null after saying on e.err why it could
 // not (no data folder, or SQLite's reason; the file is left as it was).
-std::unique_ptr<StudyStore> openStudyStore(const std::string& dataDir, AppLanguage lang,
-                                           Clock clock, Environment& e);
+std::unique_ptr<StudyDatabase> openStudyDatabase(const std::string& dataDir, AppLanguage lang,
+                                                 Clock clock, Environment& e);
 
 // Opens study.sqlite in the data folder (seeding it from the dictionary on
 // first use, as the application does) and runs one study command.

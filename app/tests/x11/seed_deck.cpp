@@ -11,6 +11,8 @@
 #include <random>
 
 #include "core/lookup/dictionary_store.h"
+#include "core/progress/progress_store.h"
+#include "core/study/study_database.h"
 #include "core/study/study_store.h"
 
 int main(int argc, char** argv) {
@@ -34,7 +36,8 @@ int main(int argc, char** argv) {
             local.tm_sec = 0;
             int64_t at = static_cast<int64_t>(std::mktime(&local));
             talvo::Clock clock = talvo::Clock::fixed(at, "");
-            talvo::StudyStore store(argv[1], clock);
+            talvo::StudyDatabase database(argv[1], clock);
+            talvo::StudyStore store(database);
             store.seedIfEmpty(dict);
             if (back == 0) {
                 break;  // today's queue is left for the window
@@ -48,7 +51,7 @@ int main(int argc, char** argv) {
                                               : talvo::Rating::Easy;
                 store.grade(card, r, today);
             }
-            store.evaluateBadges(today);
+            talvo::ProgressStore(database).evaluateBadges(today);
         }
     } catch (const std::exception& e) {
         std::fprintf(stderr, "talvo_seed_deck: %s\n", e.what());

@@ -1,9 +1,10 @@
-#include "net/sync/study_sync_store.h"
+#include "core/sync/study_sync_store.h"
 
 #include <set>
 
 #include "core/db/database.h"
-#include "core/study/study_store.h"
+#include "core/study/study_database.h"
+#include "core/study/study_queries.h"
 #include "core/wire/sync_merge.h"
 
 namespace talvo {
@@ -43,11 +44,11 @@ std::string textOrEmpty(const db::Statement& st, int column) {
 
 }  // namespace
 
-StudySyncStore::StudySyncStore(StudyStore& store) : m_store(store) {}
+StudySyncStore::StudySyncStore(StudyDatabase& db) : m_db(db) {}
 
 std::vector<wire::SyncCard> StudySyncStore::changedCards(int64_t sinceUpdatedAt) {
     std::vector<wire::SyncCard> cards;
-    db::Statement* st = m_store.database().cached(kChangedCards);
+    db::Statement* st = m_db.connection().cached(kChangedCards);
     if (!st) {
         return cards;
     }
@@ -76,7 +77,7 @@ std::vector<wire::SyncCard> StudySyncStore::changedCards(int64_t sinceUpdatedAt)
 
 std::vector<wire::SyncLog> StudySyncStore::unsyncedLogs(std::string_view deviceId) {
     std::vector<wire::SyncLog> logs;
-    db::Statement* st = m_store.database().cached(kUnsyncedLogs);
+    db::Statement* st = m_db.connection().cached(kUnsyncedLogs);
     if (!st) {
         return logs;
     }
@@ -97,16 +98,16 @@ std::vector<wire::SyncLog> StudySyncStore::unsyncedLogs(std::string_view deviceI
 }
 
 int64_t StudySyncStore::syncCursor() {
-    return m_store.cfgInt(kSinceKey).value_or(0);
+    return studydb::cfgInt(m_db.connection(), kSinceKey).value_or(0);
 }
 
 int64_t StudySyncStore::cardPushCursor() {
-    return m_store.cfgInt(kCardPushKey).value_or(0);
+    return studydb::cfgInt(m_db.connection(), kCardPushKey).value_or(0);
 }
 
 std::optional<StudySyncStore::Applied> StudySyncStore::applyExchange(
     const wire::SyncRequest& sent, const wire::SyncResponse& received) {
-    db::Database& d = m_store.database();
+    db::Database& d = m_db.connection();
     // One transaction: the cursors never move past rows that were not
     // written, and 500 rows commit once instead of 500 times.
     db::Transaction tx(d);
@@ -172,11 +173,11 @@ std::optional<StudySyncStore::Applied> StudySyncStore::applyExchange(
     }
 
     if (auto pushed = wire::pushCursorAfter(sent.cards)) {
-        if (!m_store.setCfg(kCardPushKey, std::to_string(*pushed))) {
+        if (!studydb::setCfg(d, kCardPushKey, std::to_string(*pushed))) {
             return std::nullopt;
         }
     }
-    if (!m_store.setCfg(kSinceKey, std::to_string(received.now)) || !tx.commit()) {
+    if (!studydb::setCfg(d, kSinceKey, std::to_string(received.now)) || !tx.commit()) {
         return std::nullopt;
     }
     return applied;

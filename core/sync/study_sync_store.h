@@ -10,19 +10,20 @@
 
 namespace talvo {
 
-class StudyStore;
+class StudyDatabase;
 
 // The study database's side of a sync exchange: the queries that gather what
-// goes out and the statements that apply what comes back, on the store's own
-// connection. Same thread rules as the store (its owner thread only). Reads
-// that fail read as empty or 0, like every store query.
+// goes out and the statements that apply what comes back, on the database's
+// own connection. Borrows the database, which must outlive it; same thread
+// rules as the database (its owner thread only). Reads that fail read as
+// empty or 0, like every store query.
 class StudySyncStore {
   public:
     static constexpr int kBatchSize = 500;
     static constexpr const char* kSinceKey = "sync_since";
     static constexpr const char* kCardPushKey = "sync_card_push";
 
-    explicit StudySyncStore(StudyStore& store);
+    explicit StudySyncStore(StudyDatabase& db);
 
     // Cards changed after `sinceUpdatedAt`, oldest change first, at most 500.
     std::vector<wire::SyncCard> changedCards(int64_t sinceUpdatedAt);
@@ -47,7 +48,7 @@ class StudySyncStore {
                                          const wire::SyncResponse& received);
 
   private:
-    StudyStore& m_store;
+    StudyDatabase& m_db;
 };
 
 }  // namespace talvo

@@ -1,6 +1,5 @@
-// StudyStore's progress queries: XP, badges, profile figures and the quiz's
-// cards and log. Kept apart from the study core for readability; the same
-// thread and failure rules apply.
+#include "core/progress/progress_store.h"
+
 #include <algorithm>
 
 #include "core/db/database.h"
@@ -9,28 +8,13 @@
 #include "core/progress/level_system.h"
 #include "core/progress/time_of_day.h"
 #include "core/progress/xp.h"
-#include "core/study/study_store.h"
+#include "core/study/study_database.h"
+#include "core/study/study_queries.h"
 #include "core/text/unicode.h"
 
 namespace talvo {
 
 namespace {
-
-// Only speed: each lets one of the queries below be answered from an index
-// instead of reading every review-log row or card. The time-of-day index
-// holds each review's UTC second of the day (rounded toward minus infinity).
-constexpr const char* kProgressIndexes[] = {
-    // Only the reviews not rated good or easy: counting them reads no other
-    // entry and needs no per-entry range check.
-    ("CREATE INDEX IF NOT EXISTS idx_log_not_good ON review_log(elapsed, rating) "
-     "WHERE rating<3 OR rating IS NULL"),
-    "CREATE INDEX IF NOT EXISTS idx_log_elapsed ON review_log(elapsed)",
-    "CREATE INDEX IF NOT EXISTS idx_log_day_rating ON review_log(day, rating)",
-    // ts rides along so that the hour rule reads it from the index instead of
-    // fetching each candidate row from the table.
-    "CREATE INDEX IF NOT EXISTS idx_log_second ON review_log((ts % 86400 + 86400) % 86400, ts)",
-    "CREATE INDEX IF NOT EXISTS idx_card_stability ON card(stability)",
-};
 
 // Counting index entries costs time per entry, while the count of a whole
 // table does not. So the frequent kinds of review (rated good or easy, not a
@@ -104,19 +88,24 @@ constexpr size_t kQuizMinPool = 4;
 
 }  // namespace
 
-void StudyStore::setUpProgress() {
-    for (const char* sql : kProgressIndexes) {
-        m_db->exec(sql);
-    }
-    // The profile reads whole review-log indexes (tens of megabytes for a
-    // million reviews). With SQLite's default 2 MB page cache every profile
-    // reads them again from the operating system; the cache grows only as
-    // pages are used, so a small deck costs no more than before.
-    m_db->exec("PRAGMA cache_size=-65536");
+ProgressStore::ProgressStore(StudyDatabase& db) : m_db(db) {}
+
+ProgressStore::~ProgressStore() = default;
+
+db::Database& ProgressStore::conn() {
+    return m_db.connection();
 }
 
-std::optional<int64_t> StudyStore::countOrFail(const char* sql) {
-    db::Statement* st = m_db->cached(sql);
+const Clock& ProgressStore::clock() const {
+    return m_db.clock();
+}
+
+int64_t ProgressStore::count(const std::string& sql, std::optional<int64_t> param) {
+    return studydb::count(conn(), sql, param);
+}
+
+std::optional<int64_t> ProgressStore::countOrFail(const char* sql) {
+    db::Statement* st = conn().cached(sql);
     if (!st) {
         return std::nullopt;
     }
@@ -127,7 +116,7 @@ std::optional<int64_t> StudyStore::countOrFail(const char* sql) {
     return st->int64(0);
 }
 
-int64_t StudyStore::reviewsLess(int64_t reviews, std::initializer_list<const char*> excluded) {
+int64_t ProgressStore::reviewsLess(int64_t reviews, std::initializer_list<const char*> excluded) {
     int64_t n = reviews;
     for (const char* sql : excluded) {
         std::optional<int64_t> c = countOrFail(sql);
@@ -140,37 +129,37 @@ int64_t StudyStore::reviewsLess(int64_t reviews, std::initializer_list<const cha
     return std::max<int64_t>(n, 0);
 }
 
-int64_t StudyStore::xpTotal() {
-    db::ReadTransaction snapshot(*m_db);
+int64_t ProgressStore::xpTotal() {
+    db::ReadTransaction snapshot(conn());
     const int64_t reviews = count(kCountReviews);
     const int64_t good = reviewsLess(reviews, {kCountNotGood});
     const int64_t cards = count(kCountReviewedCards);
     const int64_t quiz = count(kCountQuizCorrect);
-    constexpr const char* what = "StudyStore::xpTotal";
+    constexpr const char* what = "ProgressStore::xpTotal";
     int64_t xp = checked::mul(reviews, XP::kReview, what);
     xp = checked::add(xp, checked::mul(good, XP::kGoodBonus, what), what);
     xp = checked::add(xp, checked::mul(cards, XP::kLearned, what), what);
     return checked::add(xp, checked::mul(quiz, XP::kQuizCorrect, what), what);
 }
 
-int64_t StudyStore::xpToday() {
-    return xpToday(m_clock.today());
+int64_t ProgressStore::xpToday() {
+    return xpToday(m_db.clock().today());
 }
 
-int64_t StudyStore::xpToday(int64_t today) {
-    db::ReadTransaction snapshot(*m_db);
+int64_t ProgressStore::xpToday(int64_t today) {
+    db::ReadTransaction snapshot(conn());
     const int64_t reviews = count(kCountReviewsOn, today);
     const int64_t good = count(kCountGoodOn, today);
     const int64_t quiz = count(kCountQuizCorrectOn, today);
-    constexpr const char* what = "StudyStore::xpToday";
+    constexpr const char* what = "ProgressStore::xpToday";
     int64_t xp = checked::mul(reviews, XP::kReview, what);
     xp = checked::add(xp, checked::mul(good, XP::kGoodBonus, what), what);
     return checked::add(xp, checked::mul(quiz, XP::kQuizCorrect, what), what);
 }
 
-std::set<std::string> StudyStore::earnedBadges() {
+std::set<std::string> ProgressStore::earnedBadges() {
     std::set<std::string> out;
-    db::Statement* st = m_db->cached(kEarned);
+    db::Statement* st = conn().cached(kEarned);
     if (!st) {
         return out;
     }
@@ -183,14 +172,14 @@ std::set<std::string> StudyStore::earnedBadges() {
     return out;
 }
 
-std::vector<std::string> StudyStore::evaluateBadges() {
-    return evaluateBadges(m_clock.today());
+std::vector<std::string> ProgressStore::evaluateBadges() {
+    return evaluateBadges(m_db.clock().today());
 }
 
-std::vector<std::string> StudyStore::evaluateBadges(int64_t today) {
+std::vector<std::string> ProgressStore::evaluateBadges(int64_t today) {
     std::vector<std::string> fresh;
     {
-        db::ReadTransaction snapshot(*m_db);
+        db::ReadTransaction snapshot(conn());
         const std::set<std::string> earned = earnedBadges();
         auto candidate = [&](const std::string& code) {
             if (!earned.count(code)) {
@@ -204,7 +193,7 @@ std::vector<std::string> StudyStore::evaluateBadges(int64_t today) {
                                [&](int64_t n) { return !earned.count(code(n)); });
         };
 
-        const int64_t best = cfgInt("best_streak").value_or(0);
+        const int64_t best = studydb::cfgInt(conn(), "best_streak").value_or(0);
         for (int64_t n : Badges::kStreakDays) {
             if (best >= n) {
                 candidate(Badges::streakCode(n));
@@ -241,9 +230,9 @@ std::vector<std::string> StudyStore::evaluateBadges(int64_t today) {
     }
     // One moment for the whole pass; no transaction, so that a badge whose
     // insert fails does not take the others with it.
-    const int64_t now = m_clock.now();
-    const int32_t day = checked::toInt32(today, "StudyStore::evaluateBadges day");
-    if (db::Statement* st = m_db->cached(kAward)) {
+    const int64_t now = m_db.clock().now();
+    const int32_t day = checked::toInt32(today, "ProgressStore::evaluateBadges day");
+    if (db::Statement* st = conn().cached(kAward)) {
         for (const std::string& code : fresh) {
             db::ScopedReset guard(*st);
             st->bind(1, code).bind(2, now).bind(3, static_cast<int64_t>(day));
@@ -253,9 +242,9 @@ std::vector<std::string> StudyStore::evaluateBadges(int64_t today) {
     return fresh;
 }
 
-bool StudyStore::anyReviewInHours(const char* hourTest, int fromHour, int toHour) {
+bool ProgressStore::anyReviewInHours(const char* hourTest, int fromHour, int toHour) {
     timeofday::OffsetRange offsets = timeofday::zoneOffsets();
-    if (db::Statement* st = m_db->cached(kSqliteOffset2000)) {
+    if (db::Statement* st = conn().cached(kSqliteOffset2000)) {
         db::ScopedReset guard(*st);
         if (st->step() && !st->isNull(0)) {
             offsets.min = std::min(offsets.min, st->int64(0));
@@ -269,7 +258,7 @@ bool StudyStore::anyReviewInHours(const char* hourTest, int fromHour, int toHour
     }
     const std::string sql = std::string("SELECT 1 FROM review_log WHERE ") + kSecondOfDay +
                             " BETWEEN ? AND ? AND " + hourTest + " LIMIT 1";
-    db::Statement* st = m_db->cached(sql);
+    db::Statement* st = conn().cached(sql);
     if (!st) {
         return false;
     }
@@ -283,11 +272,11 @@ bool StudyStore::anyReviewInHours(const char* hourTest, int fromHour, int toHour
     return false;
 }
 
-std::map<int64_t, int64_t> StudyStore::heatmap(int64_t today, int64_t span) {
+std::map<int64_t, int64_t> ProgressStore::heatmap(int64_t today, int64_t span) {
     std::map<int64_t, int64_t> out;
-    const int32_t after = checked::toInt32(checked::sub(today, span, "StudyStore::heatmap"),
-                                           "StudyStore::heatmap day");
-    db::Statement* st = m_db->cached(kHeatmap);
+    const int32_t after = checked::toInt32(checked::sub(today, span, "ProgressStore::heatmap"),
+                                           "ProgressStore::heatmap day");
+    db::Statement* st = conn().cached(kHeatmap);
     if (!st) {
         return out;
     }
@@ -299,20 +288,20 @@ std::map<int64_t, int64_t> StudyStore::heatmap(int64_t today, int64_t span) {
     return out;
 }
 
-int64_t StudyStore::dailyGoal() {
-    return profile::dailyGoalFrom(cfgInt("daily_goal"));
+int64_t ProgressStore::dailyGoal() {
+    return profile::dailyGoalFrom(studydb::cfgInt(conn(), "daily_goal"));
 }
 
-bool StudyStore::setDailyGoal(int64_t xp) {
-    return setCfg("daily_goal", std::to_string(xp));
+bool ProgressStore::setDailyGoal(int64_t xp) {
+    return studydb::setCfg(conn(), "daily_goal", std::to_string(xp));
 }
 
-ProfileStats StudyStore::profileStats() {
-    return profileStats(m_clock.today());
+ProfileStats ProgressStore::profileStats() {
+    return profileStats(m_db.clock().today());
 }
 
-ProfileStats StudyStore::profileStats(int64_t today) {
-    db::ReadTransaction snapshot(*m_db);
+ProfileStats ProgressStore::profileStats(int64_t today) {
+    db::ReadTransaction snapshot(conn());
     ProfileStats p;
     p.xpTotal = xpTotal();
     p.level = LevelSystem::level(p.xpTotal);
@@ -322,8 +311,8 @@ ProfileStats StudyStore::profileStats(int64_t today) {
     const LevelSystem::Rank& rank = LevelSystem::rank(p.level);
     p.rankHan = rank.han;
     p.rankName = rank.name;
-    p.streak = cfgInt("streak").value_or(0);
-    p.bestStreak = cfgInt("best_streak").value_or(0);
+    p.streak = studydb::cfgInt(conn(), "streak").value_or(0);
+    p.bestStreak = studydb::cfgInt(conn(), "best_streak").value_or(0);
     p.xpToday = xpToday(today);
     p.dailyGoal = dailyGoal();
     p.learned = count(kCountLearned);
@@ -335,25 +324,26 @@ ProfileStats StudyStore::profileStats(int64_t today) {
     p.freezeAvailable = profile::freezeAllowance(p.bestStreak);
     p.heatmap = heatmap(today);
     p.earnedBadges = earnedBadges();
-    p.displayName = text::sanitizeUtf8(cfg("display_name").value_or(""));
-    p.avatarGlyph = text::sanitizeUtf8(cfg("avatar_uid").value_or(profile::kDefaultAvatar));
+    p.displayName = text::sanitizeUtf8(studydb::cfg(conn(), "display_name").value_or(""));
+    p.avatarGlyph =
+        text::sanitizeUtf8(studydb::cfg(conn(), "avatar_uid").value_or(profile::kDefaultAvatar));
     return p;
 }
 
-std::vector<StudyCard> StudyStore::quizPool(int limit) {
-    db::ReadTransaction snapshot(*m_db);
+std::vector<StudyCard> ProgressStore::quizPool(int limit) {
+    db::ReadTransaction snapshot(conn());
     auto bindLimit = [&](db::Statement& st) { st.bind(1, static_cast<int64_t>(limit)); };
-    std::vector<StudyCard> pool = rows(kQuizLearned, bindLimit);
+    std::vector<StudyCard> pool = studydb::cards(conn(), kQuizLearned, bindLimit);
     if (pool.size() < kQuizMinPool) {
-        pool = rows(kQuizAny, bindLimit);
+        pool = studydb::cards(conn(), kQuizAny, bindLimit);
     }
     return pool;
 }
 
-std::vector<std::string> StudyStore::textColumn(const std::string& sql, std::string_view uid,
-                                                int64_t limit) {
+std::vector<std::string> ProgressStore::textColumn(const std::string& sql, std::string_view uid,
+                                                   int64_t limit) {
     std::vector<std::string> out;
-    db::Statement* st = m_db->cached(sql);
+    db::Statement* st = conn().cached(sql);
     if (!st) {
         return out;
     }
@@ -367,22 +357,22 @@ std::vector<std::string> StudyStore::textColumn(const std::string& sql, std::str
     return out;
 }
 
-std::vector<std::string> StudyStore::distractorReadings(std::string_view excludeUid, int count) {
+std::vector<std::string> ProgressStore::distractorReadings(std::string_view excludeUid, int count) {
     return textColumn(kDistractorReadings, excludeUid, std::max<int64_t>(count, 0) * 3);
 }
 
-std::vector<std::string> StudyStore::distractorFronts(std::string_view excludeUid, int count) {
+std::vector<std::string> ProgressStore::distractorFronts(std::string_view excludeUid, int count) {
     return textColumn(kDistractorFronts, excludeUid, std::max<int64_t>(count, 0) * 3);
 }
 
-bool StudyStore::recordQuiz(std::string_view cardUid, std::string_view mode, bool correct,
-                            int64_t ms) {
-    db::Statement* st = m_db->cached(kRecordQuiz);
+bool ProgressStore::recordQuiz(std::string_view cardUid, std::string_view mode, bool correct,
+                               int64_t ms) {
+    db::Statement* st = conn().cached(kRecordQuiz);
     if (!st) {
         return false;
     }
-    const int64_t now = m_clock.now();
-    const int32_t day = checked::toInt32(m_clock.today(), "StudyStore::recordQuiz day");
+    const int64_t now = m_db.clock().now();
+    const int32_t day = checked::toInt32(m_db.clock().today(), "ProgressStore::recordQuiz day");
     db::ScopedReset guard(*st);
     st->bind(1, cardUid).bind(2, mode).bind(3, now).bind(4, static_cast<int64_t>(day));
     st->bind(5, static_cast<int64_t>(correct ? 1 : 0)).bind(6, std::max<int64_t>(ms, 0));

@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "core/lookup/dictionary_error.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/study/lesson_shelf.h"
 #include "core/study/study_database.h"
@@ -24,14 +23,13 @@
 #include "net/settings/token_store.h"
 #include "net/sync/study_sync_service.h"
 #include "net/translate/tm_service.h"
+#include "tools/cli/cli_study.h"
 
 namespace talvo::cli {
 
 namespace {
 
 using json = nlohmann::ordered_json;
-
-constexpr int kExitNoStudyDatabase = 4;
 
 constexpr const char* kLoginUsage =
     "login needs --server URL, and optionally --token TOKEN ('-' "
@@ -375,16 +373,6 @@ class OnlineSession {
     InlineExecutor m_inline;
 };
 
-Clock clockFor(const OnlineOptions& o) {
-    Clock c = Clock::system();
-    if (o.now) {
-        int64_t pinned = *o.now;
-        c.secondsNow = [pinned] { return pinned; };
-    }
-    c.pinnedDay = o.today;
-    return c;
-}
-
 }  // namespace
 
 bool isOnlineCommand(const std::string& command) {
@@ -425,17 +413,9 @@ int runOnline(const OnlineOptions& o, DictionaryStore* dict, Environment& e) {
     if (o.command == "translate") {
         return session.translate();
     }
-    const std::string path = StudyDatabase::defaultPath(o.dataDir);
-    std::unique_ptr<StudyDatabase> database;
-    try {
-        if (path.empty()) {
-            throw DictionaryError::cannotOpen(
-                "no data folder: set HOME, XDG_DATA_HOME or "
-                "TALVO_DATA_DIR, or pass --data-dir");
-        }
-        database = std::make_unique<StudyDatabase>(path, clockFor(o));
-    } catch (const DictionaryError& err) {
-        e.err << "Could not open study.sqlite " << path << ": " << err.what() << '\n';
+    std::unique_ptr<StudyDatabase> database =
+        openStudyDatabase(o.dataDir, o.lang, studyClock(o.now, o.today), e);
+    if (!database) {
         return kExitNoStudyDatabase;
     }
     // The desktop program seeds the deck before its first sync; so does this.

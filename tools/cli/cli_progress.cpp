@@ -106,16 +106,6 @@ json profileJson(const ProfileStats& p) {
                 {"avatarGlyph", p.avatarGlyph}};
 }
 
-Clock clockFor(const ProgressOptions& o) {
-    Clock c = Clock::system();
-    if (o.now) {
-        int64_t pinned = *o.now;
-        c.secondsNow = [pinned] { return pinned; };
-    }
-    c.pinnedDay = o.today;
-    return c;
-}
-
 class ProgressCommand {
   public:
     ProgressCommand(const ProgressOptions& o, ProgressStore& store, Environment& e)
@@ -460,7 +450,8 @@ std::optional<std::string> progressUsageError(const std::string& command,
 }
 
 int runProgress(const ProgressOptions& o, DictionaryStore& dict, Environment& e) {
-    std::unique_ptr<StudyDatabase> database = openStudyDatabase(o.dataDir, o.lang, clockFor(o), e);
+    std::unique_ptr<StudyDatabase> database =
+        openStudyDatabase(o.dataDir, o.lang, studyClock(o.now, o.today), e);
     if (!database) {
         return kExitNoStudyDatabase;
     }

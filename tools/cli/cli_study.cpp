@@ -490,17 +490,17 @@ class StudyCommand {
     Environment& m_e;
 };
 
-Clock clockFor(const StudyOptions& o) {
+}  // namespace
+
+Clock studyClock(std::optional<int64_t> now, std::optional<int64_t> today) {
     Clock c = Clock::system();
-    if (o.now) {
-        int64_t pinned = *o.now;
+    if (now) {
+        int64_t pinned = *now;
         c.secondsNow = [pinned] { return pinned; };
     }
-    c.pinnedDay = o.today;
+    c.pinnedDay = today;
     return c;
 }
-
-}  // namespace
 
 std::optional<std::string> studyUsageError(const std::vector<std::string>& operands, bool json) {
     if (operands.empty()) {
@@ -564,7 +564,8 @@ std::unique_ptr<StudyDatabase> openStudyDatabase(const std::string& dataDir, App
 }
 
 int runStudy(const StudyOptions& o, DictionaryStore& dict, LookupService& lookup, Environment& e) {
-    std::unique_ptr<StudyDatabase> database = openStudyDatabase(o.dataDir, o.lang, clockFor(o), e);
+    std::unique_ptr<StudyDatabase> database =
+        openStudyDatabase(o.dataDir, o.lang, studyClock(o.now, o.today), e);
     if (!database) {
         return kExitNoStudyDatabase;
     }

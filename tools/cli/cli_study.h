@@ -37,6 +37,9 @@ std::optional<std::string> studyUsageError(const std::vector<std::string>& opera
 std::optional<std::string> parseStudyTimeOption(const std::string& name, const std::string& value,
                                                 std::optional<int64_t>& out);
 
+// The system clock with --now and --today pinned where they were given.
+Clock studyClock(std::optional<int64_t> now, std::optional<int64_t> today);
+
 // Opens study.sqlite in `dataDir`; null after saying on e.err why it could
 // not (no data folder, or SQLite's reason; the file is left as it was).
 std::unique_ptr<StudyDatabase> openStudyDatabase(const std::string& dataDir, AppLanguage lang,

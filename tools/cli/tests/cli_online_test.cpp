@@ -6,12 +6,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "core/db/database.h"
-#include "core/tests/fixture_dict.h"
 #include "core/wire/sync_records.h"
 #include "net/settings/app_settings.h"
 #include "net/tests/scripted_server.h"
-#include "tools/cli/cli_app.h"
+#include "tools/cli/tests/cli_fixture.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -19,32 +17,13 @@ using nlohmann::json;
 
 namespace {
 
-class CliOnlineTest : public ::testing::Test {
+class CliOnlineTest : public CliFixture {
   protected:
     void SetUp() override {
-        writeFixtureDict(dir.file("dict.sqlite"), {{"數", {"số"}, "Số đếm.", nullptr, 300},
-                                                   {"心", {"tâm"}, "Tim.", nullptr, 200}});
-        vars["TALVO_DICT"] = dir.file("dict.sqlite");
-        vars["TALVO_DATA_DIR"] = dir.file("data");
+        writeDictionary(
+            {{"數", {"số"}, "Số đếm.", nullptr, 300}, {"心", {"tâm"}, "Tim.", nullptr, 200}});
         vars["TALVO_CONFIG"] = dir.file("config/Talvo.conf");
         vars["TALVO_TOKEN_STORE"] = "file";
-    }
-
-    int run(std::vector<std::string> args, const std::string& input = "") {
-        out.str("");
-        err.str("");
-        std::istringstream in(input);
-        cli::Environment e{in,
-                           out,
-                           err,
-                           [this](const char* name) -> std::optional<std::string> {
-                               auto it = vars.find(name);
-                               return it == vars.end() ? std::nullopt
-                                                       : std::optional<std::string>(it->second);
-                           },
-                           dir.file("bin"),
-                           [] { return std::optional<std::string>(); }};
-        return cli::run(args, e);
     }
 
     int login() {
@@ -53,9 +32,6 @@ class CliOnlineTest : public ::testing::Test {
 
     std::string tokenFile() const { return dir.file("config/sync-token"); }
 
-    TempDir dir;
-    std::map<std::string, std::string> vars;
-    std::ostringstream out, err;
     ScriptedServer server;
 };
 

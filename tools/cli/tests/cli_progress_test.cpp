@@ -4,9 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "core/db/database.h"
-#include "core/tests/fixture_dict.h"
-#include "tools/cli/cli_app.h"
+#include "tools/cli/tests/cli_fixture.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -14,51 +12,15 @@ using nlohmann::json;
 
 namespace {
 
-class CliProgressTest : public ::testing::Test {
+class CliProgressTest : public CliFixture {
   protected:
-    void SetUp() override {
-        writeFixtureDict(dir.file("dict.sqlite"),
-                         {
-                             {"數", {"số", "sổ", "sác"}, "Số đếm.", nullptr, 300},
-                             {"傷", {"thương"}, "Bị thương.", nullptr, 800},
-                             {"寒", {"hàn"}, "Lạnh.", nullptr, 700},
-                             {"汗", {"hãn", "hàn"}, "Mồ hôi.", nullptr, 20},
-                             {"論", {"luận"}, nullptr, nullptr, 100},
-                         });
-        vars["TALVO_DICT"] = dir.file("dict.sqlite");
-        vars["TALVO_DATA_DIR"] = dir.file("data");
-    }
+    void SetUp() override { writeDictionary(fiveCharacters()); }
 
     // Runs on day 20000 at noon UTC unless the arguments pin another moment.
     int run(std::vector<std::string> args, const std::string& input = "") {
         args.insert(args.begin(), {"--today", "20000", "--now", "1728043200"});
-        out.str("");
-        err.str("");
-        std::istringstream in(input);
-        cli::Environment e{in,
-                           out,
-                           err,
-                           [this](const char* name) -> std::optional<std::string> {
-                               auto it = vars.find(name);
-                               return it == vars.end() ? std::nullopt
-                                                       : std::optional<std::string>(it->second);
-                           },
-                           dir.file("bin"),
-                           [] { return std::optional<std::string>(); }};
-        return cli::run(args, e);
+        return CliFixture::run(args, input);
     }
-
-    bool printed(const std::string& text) { return out.str().find(text) != std::string::npos; }
-
-    int64_t scalar(const std::string& sql) {
-        db::Database d(dir.file("data/study.sqlite"), db::Database::Mode::ReadOnly);
-        db::Statement st(d, sql);
-        return st.step() ? st.int64(0) : -1;
-    }
-
-    TempDir dir;
-    std::map<std::string, std::string> vars;
-    std::ostringstream out, err;
 };
 
 }  // namespace

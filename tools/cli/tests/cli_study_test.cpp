@@ -6,10 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "core/db/database.h"
-#include "core/tests/fixture_dict.h"
-#include "tools/cli/cli_app.h"
 #include "tools/cli/cli_study.h"
+#include "tools/cli/tests/cli_fixture.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -17,39 +15,12 @@ using nlohmann::json;
 
 namespace {
 
-class CliStudyTest : public ::testing::Test {
+class CliStudyTest : public CliFixture {
   protected:
     void SetUp() override {
-        writeFixtureDict(dir.file("dict.sqlite"),
-                         {
-                             {"數", {"số", "sổ", "sác"}, "Số đếm.", "① Số đếm.\n② Mau.", 300},
-                             {"傷", {"thương"}, "Bị thương.", nullptr, 800},
-                             {"寒", {"hàn"}, "Lạnh.", nullptr, 700},
-                             {"汗", {"hãn", "hàn"}, "Mồ hôi.", nullptr, 20},
-                             {"論", {"luận"}, nullptr, nullptr, 100},
-                             {"之", {}, "Chưng.", nullptr, 5000},  // no reading: never a card
-                         });
-        vars["TALVO_DICT"] = dir.file("dict.sqlite");
-        vars["TALVO_DATA_DIR"] = dir.file("data");
-    }
-
-    int run(std::vector<std::string> args, const std::string& input = "") {
-        out.str("");
-        err.str("");
-        std::istringstream in(input);
-        cli::Environment e{in,
-                           out,
-                           err,
-                           [this](const char* name) -> std::optional<std::string> {
-                               auto it = vars.find(name);
-                               if (it == vars.end()) {
-                                   return std::nullopt;
-                               }
-                               return it->second;
-                           },
-                           dir.file("bin"),
-                           [] { return std::optional<std::string>(); }};
-        return cli::run(args, e);
+        std::vector<FixtureEntry> entries = fiveCharacters("① Số đếm.\n② Mau.");
+        entries.push_back({"之", {}, "Chưng.", nullptr, 5000});  // no reading: never a card
+        writeDictionary(entries);
     }
 
     // `study ARGS...` on day 20000.
@@ -57,18 +28,6 @@ class CliStudyTest : public ::testing::Test {
         args.insert(args.begin(), {"--today", "20000", "study"});
         return run(args, input);
     }
-
-    bool printed(const std::string& text) { return out.str().find(text) != std::string::npos; }
-
-    int64_t scalar(const std::string& sql) {
-        db::Database d(dir.file("data/study.sqlite"), db::Database::Mode::ReadOnly);
-        db::Statement st(d, sql);
-        return st.step() ? st.int64(0) : -1;
-    }
-
-    TempDir dir;
-    std::map<std::string, std::string> vars;
-    std::ostringstream out, err;
 };
 
 }  // namespace

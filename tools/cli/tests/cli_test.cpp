@@ -5,9 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "core/tests/fixture_dict.h"
 #include "core/text/unicode.h"
-#include "tools/cli/cli_app.h"
+#include "tools/cli/tests/cli_fixture.h"
 
 using namespace talvo;
 using namespace talvo::testing;
@@ -15,46 +14,11 @@ using nlohmann::json;
 
 namespace {
 
-class CliTest : public ::testing::Test {
+class CliTest : public CliFixture {
   protected:
-    void SetUp() override {
-        writeFixtureDict(dir.file("dict.sqlite"),
-                         {
-                             {"數", {"số", "sổ", "sác"}, "Số đếm.", "① Số đếm.\n② Mau.", 300},
-                             {"傷", {"thương"}, "Bị thương.", nullptr, 800},
-                             {"寒", {"hàn"}, "Lạnh.", nullptr, 700},
-                             {"汗", {"hãn", "hàn"}, "Mồ hôi.", nullptr, 20},
-                             {"論", {"luận"}, nullptr, nullptr, 100},
-                         });
-        vars["TALVO_DICT"] = dir.file("dict.sqlite");
-        vars["TALVO_DATA_DIR"] = dir.file("data");
-    }
-
-    int run(std::vector<std::string> args, const std::string& input = "") {
-        out.str("");
-        err.str("");
-        std::istringstream in(input);
-        cli::Environment e{in,
-                           out,
-                           err,
-                           [this](const char* name) -> std::optional<std::string> {
-                               auto it = vars.find(name);
-                               if (it == vars.end()) {
-                                   return std::nullopt;
-                               }
-                               return it->second;
-                           },
-                           dir.file("bin"),
-                           [this] { return saved; }};
-        return cli::run(args, e);
-    }
+    void SetUp() override { writeDictionary(fiveCharacters("① Số đếm.\n② Mau.")); }
 
     json jsonOut() { return json::parse(out.str()); }
-
-    TempDir dir;
-    std::map<std::string, std::string> vars;
-    std::optional<std::string> saved;
-    std::ostringstream out, err;
 };
 
 TEST_F(CliTest, ForwardJsonCarriesTheWholeLookup) {
@@ -90,7 +54,7 @@ TEST_F(CliTest, SyllablesGoInReverseAndOtherTextGetsTheMessage) {
     EXPECT_EQ(jsonOut(),
               json({{"kind", "message"}, {"message", "No Hán characters in the selection."}}));
 
-    saved = "zh";
+    savedLanguage = "zh";
     ASSERT_EQ(run({"reverse", "xyz"}), 0);
     EXPECT_EQ(out.str(), "找不到讀音為「xyz」的漢字。\n");
     ASSERT_EQ(run({"--json", "reverse", "xyz  qq"}), 0);

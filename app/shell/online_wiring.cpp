@@ -36,8 +36,7 @@ std::optional<std::string> OnlineWiring::token() {
     return *m_token;
 }
 
-OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
-                                std::function<void()> synced) {
+OnlineHooks OnlineWiring::hooks(StudyStore* studyStore, std::function<void()> synced) {
     OnlineHooks h;
     OnlineServices* s = m_services.get();
     h.translate = [s](const std::string& zh, OnlineHooks::TranslateDone done) {
@@ -46,12 +45,11 @@ OnlineHooks OnlineWiring::hooks(std::function<StudyStore*()> studyStore,
     h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
     h.feature = [s](const std::string& name) { s->analytics().feature(name); };
     h.appOpen = [s] { s->analytics().appOpen(); };
-    h.syncStudy = [s, studyStore = std::move(studyStore), synced = std::move(synced)] {
-        StudyStore* store = studyStore ? studyStore() : nullptr;
-        if (!store) {
+    h.syncStudy = [s, studyStore, synced = std::move(synced)] {
+        if (!studyStore) {
             return;
         }
-        s->sync().sync(*store, [synced](const SyncReport& report) {
+        s->sync().sync(*studyStore, [synced](const SyncReport& report) {
             if (report.ok && synced) {
                 synced();
             }

@@ -75,8 +75,8 @@ TEST(DeckEventsTest, GradesAndSyncsKeepTheBadgeTheProfileAndTheSessionInStep) {
     c.studyWindows().profile()->onQuiz();
     ASSERT_TRUE(c.studyWindows().quiz()->window());
     EXPECT_TRUE(c.studyWindows().quiz()->window()->isVisible());
-    for (QWidget* w :
-         {c.studyWindows().study()->window(), c.studyWindows().profile()->window(), c.studyWindows().quiz()->window()}) {
+    for (QWidget* w : {c.studyWindows().study()->window(), c.studyWindows().profile()->window(),
+                       c.studyWindows().quiz()->window()}) {
         w->close();
     }
 }
@@ -125,8 +125,8 @@ TEST(DeckEventsTest, AnAddedLessonReachesTheBadgeTheSessionAndTheProfile) {
     EXPECT_EQ(windows.study()->session()->summary().newRemaining, newBefore + 2);
     EXPECT_EQ(windows.profile()->stats().total, totalBefore + 2);
     EXPECT_EQ(f.menuTitles()[2], QStringLiteral("Học hôm nay (7)"));
-    for (QWidget* w : {windows.study()->window(), windows.profile()->window(),
-                       windows.lessons()->window()}) {
+    for (QWidget* w :
+         {windows.study()->window(), windows.profile()->window(), windows.lessons()->window()}) {
         w->close();
     }
 }

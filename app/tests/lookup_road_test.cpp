@@ -55,7 +55,8 @@ TEST(LookupFlowTest, SelectionDecidesForwardReverseOrMessage) {
     EXPECT_EQ(c.lookupRoad().lastChars(), (std::vector<std::string>{"傷", "寒", "論"}));
     EXPECT_EQ(v->findChild<QLabel*>(QStringLiteral("amString"))->text(),
               QStringLiteral("Thương Hàn Luận"));
-    EXPECT_TRUE(c.lookupRoad().popup().panel()->windowTitle().contains(QStringLiteral("Thương Hàn Luận")));
+    EXPECT_TRUE(
+        c.lookupRoad().popup().panel()->windowTitle().contains(QStringLiteral("Thương Hàn Luận")));
 
     f.pressWithSelection("thương hàn");
     ASSERT_TRUE(c.lookupRoad().popup().panel());

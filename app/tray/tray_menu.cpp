@@ -78,8 +78,7 @@ QMenu* TrayMenu::buildMenu() {
     if (m_study) {
         summary = m_study->summary();
     }
-    std::vector<MenuRow> rows =
-        statusMenuRows(m_l10n.lang(), m_comboText().toStdString(), summary);
+    std::vector<MenuRow> rows = statusMenuRows(m_l10n.lang(), m_comboText().toStdString(), summary);
     m_lookupItem = nullptr;
     m_studyItem = nullptr;
     for (const MenuRow& row : rows) {
@@ -128,8 +127,7 @@ QMenu* TrayMenu::buildMenu() {
 
 void TrayMenu::retitleLookup() {
     if (m_lookupItem) {
-        m_lookupItem->setText(
-            q(lookupItemTitle(m_l10n.lang(), m_comboText().toStdString())));
+        m_lookupItem->setText(q(lookupItemTitle(m_l10n.lang(), m_comboText().toStdString())));
     }
 }
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "app/controller/app_controller.h"
+#include "app/controller/app_stores.h"
 #include "app/hotkey/hotkey_manager.h"
 #include "app/platform/platform.h"
 #include "app/platform/shell/accessory_app.h"
@@ -11,6 +12,8 @@
 #include "app/shell/online_wiring.h"
 #include "app/shell/single_instance.h"
 #include "app/shell/start_at_login.h"
+#include "app/study/deck_events.h"
+#include "app/tray/tray_menu.h"
 #include "core/paths/app_paths.h"
 #include "net/settings/app_settings.h"
 
@@ -55,33 +58,36 @@ int main(int argc, char** argv) {
         talvo::applyFirstRunStartAtLogin(settings, *autostart);
     }
 
+    // The stores open first: the sync hooks and the controller both borrow
+    // them, and they outlive both. Their failure alert waits for launch().
+    talvo::AppStores stores(talvo::paths::dictionaryPath(env, exeDir),
+                            talvo::paths::userDataDir(env));
+    talvo::DeckEvents deck;
+    // Created hidden here so the notifier fallback can hold it; the tray menu
+    // shows it at launch.
+    std::unique_ptr<QSystemTrayIcon> statusIcon = talvo::TrayMenu::makeStatusIcon();
+
     talvo::AppEnvironment e;
     e.settings = &settings;
     e.alerts = &alerts;
-    e.dictionaryPath = talvo::paths::dictionaryPath(env, exeDir);
-    e.dataDir = talvo::paths::userDataDir(env);
+    e.stores = &stores;
+    e.deck = &deck;
     e.version = TALVO_VERSION;
     e.strokesDir = talvo::paths::resourceDir(exeDir) + "/strokes";
     e.contentBase = [&settings] { return settings.contentUrl(); };
-    talvo::AppController* controllerPtr = nullptr;
     talvo::OnlineWiring online(settings, &app);
-    e.online = online.hooks(
-        [&controllerPtr] { return controllerPtr ? controllerPtr->studyDatabase() : nullptr; },
-        [&controllerPtr] {
-            if (controllerPtr) {
-                controllerPtr->studySynced();
+    e.online = online.hooks(stores.studyDatabase(),
+                            [&deck] { emit deck.deckChanged(talvo::DeckChange::Synced); });
+    e.lessons = &online.lessons();
+    e.platform =
+        talvo::createPlatformBackends([icon = statusIcon.get()](const talvo::NoticeText& n) {
+            if (icon->isVisible()) {
+                icon->showMessage(QString::fromStdString(n.title), QString::fromStdString(n.body));
             }
         });
-    e.lessons = &online.lessons();
-    e.platform = talvo::createPlatformBackends([&controllerPtr](const talvo::NoticeText& n) {
-        if (controllerPtr && controllerPtr->statusItem()) {
-            controllerPtr->statusItem()->showMessage(QString::fromStdString(n.title),
-                                                     QString::fromStdString(n.body));
-        }
-    });
+    e.statusIcon = statusIcon.get();
 
     talvo::AppController controller(std::move(e));
-    controllerPtr = &controller;
     controller.settingsWindow()->setStartAtLogin(autostart.get());
     instance.onRequest = [&controller](const QByteArray& request) {
         controller.handleRequest(request);

@@ -36,8 +36,7 @@ std::optional<std::string> OnlineWiring::token() {
     return *m_token;
 }
 
-OnlineHooks OnlineWiring::hooks(std::function<StudyDatabase*()> studyDatabase,
-                                std::function<void()> synced) {
+OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void()> synced) {
     OnlineHooks h;
     OnlineServices* s = m_services.get();
     h.translate = [s](const std::string& zh, OnlineHooks::TranslateDone done) {
@@ -46,12 +45,11 @@ OnlineHooks OnlineWiring::hooks(std::function<StudyDatabase*()> studyDatabase,
     h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
     h.feature = [s](const std::string& name) { s->analytics().feature(name); };
     h.appOpen = [s] { s->analytics().appOpen(); };
-    h.syncStudy = [s, studyDatabase = std::move(studyDatabase), synced = std::move(synced)] {
-        StudyDatabase* database = studyDatabase ? studyDatabase() : nullptr;
-        if (!database) {
+    h.syncStudy = [s, studyDatabase, synced = std::move(synced)] {
+        if (!studyDatabase) {
             return;
         }
-        s->sync().sync(*database, [synced](const SyncReport& report) {
+        s->sync().sync(*studyDatabase, [synced](const SyncReport& report) {
             if (report.ok && synced) {
                 synced();
             }

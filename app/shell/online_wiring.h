@@ -29,10 +29,10 @@ class OnlineWiring {
     OnlineWiring(const OnlineWiring&) = delete;
     OnlineWiring& operator=(const OnlineWiring&) = delete;
 
-    // Hooks for the controller. `studyDatabase` is asked at each sync trigger
-    // (null: no study side, nothing is sent); `synced` runs after a
-    // successful exchange.
-    OnlineHooks hooks(std::function<StudyDatabase*()> studyDatabase, std::function<void()> synced);
+    // Hooks for the controller. `studyDatabase` is borrowed and must outlive
+    // this object (null: no study side, a sync trigger sends nothing);
+    // `synced` runs on the main thread after a successful exchange.
+    OnlineHooks hooks(StudyDatabase* studyDatabase, std::function<void()> synced);
     // The lessons feed for the lessons window (answers on the main thread).
     LessonsService& lessons();
 

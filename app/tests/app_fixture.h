@@ -7,20 +7,24 @@
 #include <vector>
 
 #include "app/controller/app_controller.h"
+#include "app/controller/app_stores.h"
 #include "app/platform/hotkey/fake/fake_hotkey_backend.h"
 #include "app/platform/notifications/fake/fake_notifier.h"
 #include "app/platform/selection/fake/fake_clipboard.h"
 #include "app/platform/selection/fake/fake_selection_backend.h"
 #include "app/platform/trust/fake/fake_trust.h"
 #include "app/shell/alerts.h"
+#include "app/study/deck_events.h"
 #include "app/tests/fake_pump.h"
+#include "app/tray/tray_menu.h"
 #include "core/tests/fixture_dict.h"
 #include "net/settings/app_settings.h"
 
 namespace talvo::testing {
 
 // A controller over a small dictionary, fresh data and settings folders and
-// fake platform backends that the test scripts.
+// fake platform backends that the test scripts, composed as main() does:
+// stores and deck events first, the controller over them.
 class AppFixture {
   public:
     explicit AppFixture(bool withDictionary = true) {
@@ -39,15 +43,23 @@ class AppFixture {
     }
     ~AppFixture() {
         controller.reset();
+        stores.reset();
         QApplication::processEvents();
     }
 
+    // Opens the stores afresh (a new program over the same folders) and
+    // launches a controller over them.
     AppController& start() {
+        controller.reset();
+        stores.reset();
+        stores = std::make_unique<AppStores>(dir.file("dict.sqlite"), dir.file("data"),
+                                             Clock::fixed(1'700'000'000));
         AppEnvironment e;
         e.settings = settings.get();
         e.alerts = &alerts;
-        e.dictionaryPath = dir.file("dict.sqlite");
-        e.dataDir = dir.file("data");
+        e.stores = stores.get();
+        e.deck = &deck;
+        e.lessons = lessons;
         e.version = "0.1.0";
         auto hotkeyBackend = std::make_unique<FakeHotkeyBackend>();
         auto selectionBackend = std::make_unique<FakeSelectionBackend>();
@@ -68,8 +80,6 @@ class AppFixture {
         e.platform.notifier = std::move(notifierBackend);
         e.pump = std::move(pumpBackend);
         e.online = online;
-        e.clock = Clock::fixed(1'700'000'000);
-        e.trayIcon = false;
         notifier->granted = notificationsAllowed;
         controller = std::make_unique<AppController>(std::move(e));
         controller->launch();
@@ -85,7 +95,7 @@ class AppFixture {
 
     std::vector<QString> menuTitles() const {
         std::vector<QString> out;
-        for (QAction* a : controller->statusMenu()->actions()) {
+        for (QAction* a : controller->trayMenu().menu()->actions()) {
             out.push_back(a->isSeparator() ? QStringLiteral("—") : a->text());
         }
         return out;
@@ -96,6 +106,9 @@ class AppFixture {
     std::unique_ptr<AppSettings> settings;
     RecordingAlerts alerts;
     OnlineHooks online;
+    LessonsService* lessons = nullptr;  // the lessons feed, when a test gives one
+    DeckEvents deck;
+    std::unique_ptr<AppStores> stores;
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;

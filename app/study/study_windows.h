@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+#include "app/study/deck_events.h"
+
+namespace talvo {
+
+class LessonsService;
+class LessonsWindowController;
+class Localization;
+class ProfileWindowController;
+class QuizWindowController;
+class StrokeOrderFactory;
+class ProgressStore;
+class StudyStore;
+class StudyWindowController;
+struct OnlineHooks;
+
+// The four study windows over one study store: creates and owns their
+// controllers, opens them (with the usage report each menu row makes), and
+// keeps them in step with the deck. Grades, finished quizzes and added lessons
+// are announced on DeckEvents; on every announcement an open profile reloads,
+// and the study session reloads unless the change came from its own grade or
+// from a quiz (neither touches its queue, and a reload would turn a revealed
+// card back). Main thread only; borrows everything it is given.
+class StudyWindows : public QObject {
+    Q_OBJECT
+  public:
+    // `study` and `progress` null: no study side, every window is absent and
+    // opening one only reports. `lessons` null: no lessons window. `strokes`
+    // may be null.
+    StudyWindows(StudyStore* study, ProgressStore* progress, LessonsService* lessons,
+                 DeckEvents& deck, Localization& l10n, const OnlineHooks& online,
+                 const StrokeOrderFactory* strokes, QObject* parent = nullptr);
+    ~StudyWindows() override;
+
+    // Opening the study window also syncs, after studyOpened.
+    void openStudy();
+    void openProfile();
+    void openLessons();
+    void openQuiz();
+
+    // Null without a study side (lessons also without a lessons feed).
+    StudyWindowController* study() const { return m_study.get(); }
+    ProfileWindowController* profile() const { return m_profile.get(); }
+    QuizWindowController* quiz() const { return m_quiz.get(); }
+    LessonsWindowController* lessons() const { return m_lessons.get(); }
+
+  signals:
+    // The study window was asked for (the day may have turned since the
+    // badge was counted).
+    void studyOpened();
+
+  private:
+    void follow(DeckChange change);
+
+    StudyStore* m_store;
+    const OnlineHooks& m_online;
+    std::unique_ptr<StudyWindowController> m_study;
+    std::unique_ptr<ProfileWindowController> m_profile;
+    std::unique_ptr<QuizWindowController> m_quiz;
+    std::unique_ptr<LessonsWindowController> m_lessons;
+};
+
+}  // namespace talvo

@@ -9,6 +9,7 @@
 #include <map>
 #include <random>
 
+#include "bench/bench_deck.h"
 #include "core/db/database.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/lookup/han_text_parser.h"
@@ -19,6 +20,7 @@
 namespace {
 
 using namespace talvo;
+using bench::charAt;
 
 constexpr int kChars = 10000;
 
@@ -48,12 +50,6 @@ std::vector<std::string> makeSyllables() {
 const std::vector<std::string>& syllables() {
     static const std::vector<std::string> all = makeSyllables();
     return all;
-}
-
-std::string charAt(int i) {
-    std::string s;
-    text::appendUtf8(s, static_cast<char32_t>(0x4E00 + i));
-    return s;
 }
 
 // A dictionary the size of the real one: 10,000 characters with 1–3 readings,

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_deck.h"
 #include "core/db/database.h"
 #include "core/progress/progress_store.h"
 #include "core/progress/quiz_model.h"
@@ -26,6 +27,7 @@
 namespace {
 
 using namespace talvo;
+using bench::charAt;
 namespace fs = std::filesystem;
 
 constexpr int64_t kToday = 20000;
@@ -36,12 +38,6 @@ Clock benchClock() {
     Clock c = Clock::fixed(kToday * 86400 + 12 * 3600);
     c.pinnedDay = kToday;
     return c;
-}
-
-std::string charAt(int i) {
-    std::string s;
-    text::appendUtf8(s, static_cast<char32_t>(0x4E00 + i));
-    return s;
 }
 
 struct Deck {
@@ -64,34 +60,8 @@ struct Deck {
                 "DROP INDEX idx_log_second; "
                 "DROP INDEX idx_log_day_rating;");
             db::Transaction tx(d);
-            db::Statement card(d,
-                               "INSERT INTO card (uid, front, am, gloss, source, freq_rank, "
-                               "added_day, stability, difficulty, reps, lapses, state, due, "
-                               "last_day, suspended, updated_at) VALUES "
-                               "(?, ?, ?, 'nghĩa', 'freq', ?, 19000, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
             std::mt19937 rng(1);
-            std::vector<std::string> reviewedUids;
-            for (int i = 0; i < kCards; ++i) {
-                bool reviewed = rng() % 5 != 0;
-                int64_t due = reviewed ? kToday - 200 + static_cast<int64_t>(rng() % 600) : 0;
-                std::string front = charAt(i % 20000) + (i >= 20000 ? std::to_string(i) : "");
-                card.bind(1, "char:" + front).bind(2, front);
-                if (reviewed) {
-                    reviewedUids.push_back("char:" + front);
-                }
-                card.bind(3, "âm " + std::to_string(rng() % 3000));
-                card.bind(4, static_cast<int64_t>(i));
-                card.bind(5, reviewed ? 1.0 + (rng() % 3000) / 10.0 : 0.0);
-                card.bind(6, reviewed ? 1.0 + (rng() % 90) / 10.0 : 0.0);
-                card.bind(7, static_cast<int64_t>(reviewed ? 1 + rng() % 20 : 0));
-                card.bind(8, static_cast<int64_t>(reviewed ? rng() % 3 : 0));
-                card.bind(9, reviewed ? "review" : "new");
-                card.bind(10, due).bind(11, reviewed ? due - 10 : 0);
-                card.bind(12, static_cast<int64_t>(rng() % 100 == 0 ? 1 : 0));
-                card.bind(13, static_cast<int64_t>(reviewed ? 1'700'000'000 + i : 0));
-                card.run();
-                card.reset();
-            }
+            std::vector<std::string> reviewedUids = bench::insertAgedCards(d, rng, kCards, kToday);
             db::Statement log(
                 d,
                 "INSERT INTO review_log (card_uid, ts, day, rating, elapsed, "
@@ -133,8 +103,7 @@ struct Deck {
     }
 
     void printPlans() {
-        db::Database d(path, db::Database::Mode::ReadOnly);
-        const char* queries[] = {
+        const char* const queries[] = {
             "SELECT COUNT(*) FROM review_log",
             "SELECT COUNT(*) FROM review_log WHERE rating<3 OR rating IS NULL",
             "SELECT COUNT(DISTINCT card_uid) FROM review_log",
@@ -145,13 +114,7 @@ struct Deck {
             ("SELECT 1 FROM review_log WHERE (ts % 86400 + 86400) % 86400 BETWEEN 0 AND 9 AND "
              "CAST(strftime('%H', ts, 'unixepoch', 'localtime') AS INTEGER) < 7 LIMIT 1"),
         };
-        for (const char* q : queries) {
-            db::Statement st(d, std::string("EXPLAIN QUERY PLAN ") + q);
-            std::printf("%s\n", q);
-            while (st.step()) {
-                std::printf("    %s\n", st.text(3).value_or("").c_str());
-            }
-        }
+        bench::printQueryPlans(path, queries);
         ProfileStats p = store->profileStats();
         std::printf(
             "profile: %lld XP, level %lld, %lld reviews, %lld learned, %zu heat-map days\n\n",

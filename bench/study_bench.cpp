@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 
+#include "bench/bench_deck.h"
 #include "core/db/database.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/study/fsrs.h"
@@ -20,6 +21,7 @@
 namespace {
 
 using namespace talvo;
+using bench::charAt;
 namespace fs = std::filesystem;
 
 constexpr int64_t kToday = 20000;
@@ -30,12 +32,6 @@ Clock benchClock() {
     Clock c = Clock::fixed(1'728'000'000);
     c.pinnedDay = kToday;
     return c;
-}
-
-std::string charAt(int i) {
-    std::string s;
-    text::appendUtf8(s, static_cast<char32_t>(0x4E00 + i));
-    return s;
 }
 
 // A deck as years of use leave it: four in five cards reviewed, due dates
@@ -57,30 +53,8 @@ struct Deck {
             // on its next opening is the upgrade path, and much faster.
             d.exec("DROP INDEX idx_log_day; DROP INDEX idx_log_card; DROP INDEX idx_log_logid;");
             db::Transaction tx(d);
-            db::Statement card(d,
-                               "INSERT INTO card (uid, front, am, gloss, source, freq_rank, "
-                               "added_day, stability, difficulty, reps, lapses, state, due, "
-                               "last_day, suspended, updated_at) VALUES "
-                               "(?, ?, ?, 'nghĩa', 'freq', ?, 19000, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
             std::mt19937 rng(1);
-            for (int i = 0; i < kCards; ++i) {
-                bool reviewed = rng() % 5 != 0;
-                int64_t due = reviewed ? kToday - 200 + static_cast<int64_t>(rng() % 600) : 0;
-                std::string front = charAt(i % 20000) + (i >= 20000 ? std::to_string(i) : "");
-                card.bind(1, "char:" + front).bind(2, front);
-                card.bind(3, "âm " + std::to_string(rng() % 3000));
-                card.bind(4, static_cast<int64_t>(i));
-                card.bind(5, reviewed ? 1.0 + (rng() % 3000) / 10.0 : 0.0);
-                card.bind(6, reviewed ? 1.0 + (rng() % 90) / 10.0 : 0.0);
-                card.bind(7, static_cast<int64_t>(reviewed ? 1 + rng() % 20 : 0));
-                card.bind(8, static_cast<int64_t>(reviewed ? rng() % 3 : 0));
-                card.bind(9, reviewed ? "review" : "new");
-                card.bind(10, due).bind(11, reviewed ? due - 10 : 0);
-                card.bind(12, static_cast<int64_t>(rng() % 100 == 0 ? 1 : 0));
-                card.bind(13, static_cast<int64_t>(reviewed ? 1'700'000'000 + i : 0));
-                card.run();
-                card.reset();
-            }
+            bench::insertAgedCards(d, rng, kCards, kToday);
             db::Statement log(
                 d,
                 "INSERT INTO review_log (card_uid, ts, day, rating, elapsed, "
@@ -104,8 +78,7 @@ struct Deck {
     }
 
     void printPlans() {
-        db::Database d(path, db::Database::Mode::ReadOnly);
-        const char* queries[] = {
+        const char* const queries[] = {
             ("SELECT id FROM card WHERE suspended=0 AND reps>0 AND due<=20000 "
              "ORDER BY due, freq_rank LIMIT 200"),
             "SELECT id FROM card WHERE suspended=0 AND reps=0 ORDER BY freq_rank LIMIT 15",
@@ -114,13 +87,7 @@ struct Deck {
             "SELECT COUNT(*) FROM card WHERE reps>0",
             "SELECT COUNT(*) FROM review_log WHERE day=20000",
         };
-        for (const char* q : queries) {
-            db::Statement st(d, std::string("EXPLAIN QUERY PLAN ") + q);
-            std::printf("%s\n", q);
-            while (st.step()) {
-                std::printf("    %s\n", st.text(3).value_or("").c_str());
-            }
-        }
+        bench::printQueryPlans(path, queries);
         StudySummary s = store->summary();
         std::printf("deck: %lld cards, %lld learned, %lld due today, %lld reviews today\n\n",
                     static_cast<long long>(s.total), static_cast<long long>(s.learned),

@@ -121,17 +121,6 @@ Options parse(const std::vector<std::string>& args) {
     return o;
 }
 
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& p : parts) {
-        if (!out.empty()) {
-            out += ' ';
-        }
-        out += p;
-    }
-    return out;
-}
-
 class Session {
   public:
     Session(const Options& o, Environment& e) : m_o(o), m_e(e) {

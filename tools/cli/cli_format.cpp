@@ -21,11 +21,6 @@ json charJson(const CharReading& c) {
     return json{{"char", c.ch}, {"readings", c.readings}, {"gloss", optionalJson(c.gloss)}};
 }
 
-std::string dump(const json& j) {
-    // Text reaching here is sanitized, but a stray byte must not abort the output.
-    return j.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 // The aligned table needs a visible mark for a character without readings.
 std::string readingsCell(const std::vector<std::string>& readings) {
     std::string joined = joinReadings(readings);
@@ -73,10 +68,21 @@ void printRows(std::ostream& out, const std::vector<CharReading>& rows, const st
 
 }  // namespace
 
+std::string joined(const std::vector<std::string>& words) {
+    std::string out;
+    for (const std::string& w : words) {
+        if (!out.empty()) {
+            out += ' ';
+        }
+        out += w;
+    }
+    return out;
+}
+
 std::string forwardJson(const PhraseLookup& p) {
     // A selection can hold millions of characters: serialize one character
     // object at a time instead of building the whole document in memory.
-    std::string out = R"({"kind":"forward","phrase":)" + dump(p.phrase) + R"(,"chars":[)";
+    std::string out = R"({"kind":"forward","phrase":)" + dump(json(p.phrase)) + R"(,"chars":[)";
     for (size_t i = 0; i < p.chars.size(); ++i) {
         if (i > 0) {
             out += ',';
@@ -84,7 +90,8 @@ std::string forwardJson(const PhraseLookup& p) {
         out += dump(charJson(p.chars[i]));
     }
     out += R"(],"nghia":)" + dump(optionalJson(p.nghia)) + R"(,"matchedSubphrase":)" +
-           dump(optionalJson(p.matchedSubphrase)) + R"(,"amString":)" + dump(p.amString()) + "}";
+           dump(optionalJson(p.matchedSubphrase)) + R"(,"amString":)" + dump(json(p.amString())) +
+           "}";
     return out;
 }
 

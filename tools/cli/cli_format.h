@@ -1,12 +1,24 @@
 #pragma once
 
 #include <iosfwd>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "core/l10n/localization.h"
 #include "core/lookup/lookup_result.h"
 
 namespace talvo::cli {
+
+// One line of JSON. Text reaching here is sanitized, but a stray byte must not
+// abort the output: it is replaced.
+template <class Json>
+std::string dump(const Json& j) {
+    return j.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// The words joined with single spaces (operands quoted back in messages).
+std::string joined(const std::vector<std::string>& words);
 
 // The --json shapes: one object per answer, absent values as null.
 std::string forwardJson(const PhraseLookup& p);

@@ -23,6 +23,7 @@
 #include "net/settings/token_store.h"
 #include "net/sync/study_sync_service.h"
 #include "net/translate/tm_service.h"
+#include "tools/cli/cli_format.h"
 #include "tools/cli/cli_study.h"
 
 namespace talvo::cli {
@@ -34,19 +35,6 @@ using json = nlohmann::ordered_json;
 constexpr const char* kLoginUsage =
     "login needs --server URL, and optionally --token TOKEN ('-' "
     "reads it from standard input)";
-
-std::string dump(const json& j) {
-    return j.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& p : parts) {
-        out += out.empty() ? "" : " ";
-        out += p;
-    }
-    return out;
-}
 
 std::string plural(int64_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);

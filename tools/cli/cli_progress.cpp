@@ -19,6 +19,7 @@
 #include "core/study/study_database.h"
 #include "core/study/study_store.h"
 #include "core/text/unicode.h"
+#include "tools/cli/cli_format.h"
 #include "tools/cli/cli_study.h"
 
 namespace talvo::cli {
@@ -32,10 +33,6 @@ constexpr int64_t kMaxGoal = 10000;
 constexpr int kHeatmapRow = 30;  // cells per line of the heat map
 constexpr int kBadgeColumns = 3;
 constexpr size_t kBadgeCellWidth = 24;
-
-std::string dump(const json& j) {
-    return j.dump(-1, ' ', false, json::error_handler_t::replace);
-}
 
 void pad(std::ostream& out, const std::string& s, size_t width) {
     out << s;

@@ -18,6 +18,7 @@
 #include "core/study/study_store.h"
 #include "core/study/study_texts.h"
 #include "core/text/unicode.h"
+#include "tools/cli/cli_format.h"
 
 namespace talvo::cli {
 
@@ -36,10 +37,6 @@ constexpr int64_t kMaxSeconds = 253402300799LL;
 
 constexpr Tr kCannotOpenStudy{"Không mở được study.sqlite.", "無法開啟 study.sqlite。",
                               "Could not open study.sqlite."};
-
-std::string dump(const json& j) {
-    return j.dump(-1, ' ', false, json::error_handler_t::replace);
-}
 
 json stateJson(const ReviewState& s) {
     return json{{"stability", s.stability},
@@ -74,15 +71,6 @@ std::optional<Rating> parseRating(const std::string& word) {
         }
     }
     return std::nullopt;
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& p : parts) {
-        out += out.empty() ? "" : " ";
-        out += p;
-    }
-    return out;
 }
 
 std::string oneLine(std::string s) {

@@ -9,7 +9,7 @@
 #include <map>
 #include <random>
 
-#include "bench/bench_deck.h"
+#include "bench/bench_data.h"
 #include "core/db/database.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/lookup/han_text_parser.h"
@@ -64,36 +64,9 @@ struct Fixture {
     Fixture() {
         std::filesystem::remove_all(dir);
         std::filesystem::create_directories(dir);
-        {
-            db::Database d(dictPath, db::Database::Mode::ReadWriteCreate);
-            d.exec(
-                "CREATE TABLE han_viet (char TEXT, am TEXT);"
-                "CREATE TABLE vantiel (char TEXT, gloss TEXT, full TEXT);"
-                "CREATE TABLE corpus_freq (char TEXT, n INTEGER);");
-            db::Transaction tx(d);
-            db::Statement hv(d, "INSERT INTO han_viet VALUES (?, ?)");
-            db::Statement vt(d, "INSERT INTO vantiel VALUES (?, ?, ?)");
-            db::Statement cf(d, "INSERT INTO corpus_freq VALUES (?, ?)");
-            std::mt19937 rng(42);
-            std::string full(600, 'x');
-            for (int i = 0; i < kChars; ++i) {
-                std::string ch = charAt(i);
-                for (unsigned r = 0; r < 1 + rng() % 3; ++r) {
-                    hv.bind(1, ch).bind(2, syllables()[rng() % syllables().size()]).run();
-                    hv.reset();
-                }
-                vt.bind(1, ch).bind(2, "Lạnh, rét; bệnh do hàn tà gây ra.").bind(3, full).run();
-                vt.reset();
-                cf.bind(1, ch).bind(2, static_cast<int64_t>(rng() % 100000)).run();
-                cf.reset();
-            }
-            tx.commit();
-            d.exec(
-                "CREATE INDEX han_viet_char ON han_viet(char);"
-                "CREATE INDEX han_viet_am ON han_viet(lower(am));"
-                "CREATE INDEX vantiel_char ON vantiel(char);"
-                "CREATE INDEX corpus_freq_char ON corpus_freq(char);");
-        }
+        bench::writeDictionary(
+            dictPath, kChars, "Lạnh, rét; bệnh do hàn tà gây ra.",
+            [](std::mt19937& rng) { return syllables()[rng() % syllables().size()]; });
         dict = std::make_unique<DictionaryStore>(dictPath);
         overrides = std::make_unique<OverrideStore>((dir / "overrides.sqlite").string());
         overrides->setReadings({"số"}, charAt(7));

@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/bench_deck.h"
+#include "bench/bench_data.h"
 #include "core/db/database.h"
 #include "core/progress/progress_store.h"
 #include "core/progress/quiz_model.h"

@@ -9,7 +9,7 @@
 #include <memory>
 #include <random>
 
-#include "bench/bench_deck.h"
+#include "bench/bench_data.h"
 #include "core/db/database.h"
 #include "core/lookup/dictionary_store.h"
 #include "core/study/fsrs.h"
@@ -158,33 +158,9 @@ struct Dictionary {
     Dictionary() {
         fs::remove_all(dir);
         fs::create_directories(dir);
-        db::Database d(path, db::Database::Mode::ReadWriteCreate);
-        d.exec(
-            "CREATE TABLE han_viet (char TEXT, am TEXT);"
-            "CREATE TABLE vantiel (char TEXT, gloss TEXT, full TEXT);"
-            "CREATE TABLE corpus_freq (char TEXT, n INTEGER);");
-        db::Transaction tx(d);
-        db::Statement hv(d, "INSERT INTO han_viet VALUES (?, ?)");
-        db::Statement vt(d, "INSERT INTO vantiel VALUES (?, ?, ?)");
-        db::Statement cf(d, "INSERT INTO corpus_freq VALUES (?, ?)");
-        std::mt19937 rng(42);
-        for (int i = 0; i < 10000; ++i) {
-            std::string ch = charAt(i);
-            for (unsigned r = 0; r < 1 + rng() % 3; ++r) {
-                hv.bind(1, ch).bind(2, "âm " + std::to_string(rng() % 1500)).run();
-                hv.reset();
-            }
-            vt.bind(1, ch).bind(2, "Lạnh, rét.").bind(3, std::string(600, 'x')).run();
-            vt.reset();
-            cf.bind(1, ch).bind(2, static_cast<int64_t>(rng() % 100000)).run();
-            cf.reset();
-        }
-        tx.commit();
-        d.exec(
-            "CREATE INDEX han_viet_char ON han_viet(char);"
-            "CREATE INDEX han_viet_am ON han_viet(lower(am));"
-            "CREATE INDEX vantiel_char ON vantiel(char);"
-            "CREATE INDEX corpus_freq_char ON corpus_freq(char);");
+        bench::writeDictionary(path, 10000, "Lạnh, rét.", [](std::mt19937& rng) {
+            return "âm " + std::to_string(rng() % 1500);
+        });
     }
 };
 

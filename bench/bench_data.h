@@ -1,10 +1,11 @@
 #pragma once
 
-// What the study and progress benchmarks share: the characters they name
-// cards after, a deck's cards as years of use leave them, and the query
-// plans they print before their figures.
+// What the benchmarks share: the characters they name entries after, a
+// dictionary the size of the real one, a deck's cards as years of use leave
+// them, and the query plans they print before their figures.
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -19,6 +20,41 @@ inline std::string charAt(int i) {
     std::string s;
     text::appendUtf8(s, static_cast<char32_t>(0x4E00 + i));
     return s;
+}
+
+// Writes a dictionary of `chars` characters, each with 1–3 readings drawn by
+// `reading`, the gloss `gloss`, a 600-byte full entry and a frequency, indexed
+// as talvo-dictgen indexes the real one. The same seed gives the same file.
+inline void writeDictionary(const std::string& path, int chars, const std::string& gloss,
+                            const std::function<std::string(std::mt19937&)>& reading) {
+    db::Database d(path, db::Database::Mode::ReadWriteCreate);
+    d.exec(
+        "CREATE TABLE han_viet (char TEXT, am TEXT);"
+        "CREATE TABLE vantiel (char TEXT, gloss TEXT, full TEXT);"
+        "CREATE TABLE corpus_freq (char TEXT, n INTEGER);");
+    db::Transaction tx(d);
+    db::Statement hv(d, "INSERT INTO han_viet VALUES (?, ?)");
+    db::Statement vt(d, "INSERT INTO vantiel VALUES (?, ?, ?)");
+    db::Statement cf(d, "INSERT INTO corpus_freq VALUES (?, ?)");
+    std::mt19937 rng(42);
+    const std::string full(600, 'x');
+    for (int i = 0; i < chars; ++i) {
+        std::string ch = charAt(i);
+        for (unsigned r = 0; r < 1 + rng() % 3; ++r) {
+            hv.bind(1, ch).bind(2, reading(rng)).run();
+            hv.reset();
+        }
+        vt.bind(1, ch).bind(2, gloss).bind(3, full).run();
+        vt.reset();
+        cf.bind(1, ch).bind(2, static_cast<int64_t>(rng() % 100000)).run();
+        cf.reset();
+    }
+    tx.commit();
+    d.exec(
+        "CREATE INDEX han_viet_char ON han_viet(char);"
+        "CREATE INDEX han_viet_am ON han_viet(lower(am));"
+        "CREATE INDEX vantiel_char ON vantiel(char);"
+        "CREATE INDEX corpus_freq_char ON corpus_freq(char);");
 }
 
 // Inserts `cards` cards into an open transaction on `d`: four in five

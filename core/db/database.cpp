@@ -6,6 +6,27 @@
 
 namespace talvo::db {
 
+std::string immutableUri(const std::string& path) {
+    // Every byte outside the unreserved set is percent-encoded, so "?", "#",
+    // "%" and spaces in a file name stay part of the path. An absolute path
+    // gets an empty authority ("file://" + "/x"): otherwise a path that
+    // starts with "//" would be read as a host name.
+    static const char* hex = "0123456789ABCDEF";
+    std::string uri = !path.empty() && path.front() == '/' ? "file://" : "file:";
+    for (unsigned char c : path) {
+        bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                     c == '/' || c == '.' || c == '_' || c == '-' || c == '~';
+        if (plain) {
+            uri += static_cast<char>(c);
+        } else {
+            uri += '%';
+            uri += hex[c >> 4];
+            uri += hex[c & 0xF];
+        }
+    }
+    return uri + "?immutable=1";
+}
+
 Database::Database(const std::string& path, Mode mode) {
     int flags = SQLITE_OPEN_NOMUTEX;
     std::string target = path;
@@ -13,24 +34,12 @@ Database::Database(const std::string& path, Mode mode) {
         case Mode::ReadOnly:
             flags |= SQLITE_OPEN_READONLY;
             break;
-        case Mode::ReadOnlyImmutable: {
+        case Mode::ReadOnlyImmutable:
             // The URI form lets SQLite skip locks and change checks on every
-            // query. Percent-encode the characters that the URI syntax reserves.
+            // query; only a URI can say immutable=1.
             flags |= SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
-            std::string uri = "file:";
-            for (char c : path) {
-                if (c == '%' || c == '?' || c == '#') {
-                    static const char* hex = "0123456789ABCDEF";
-                    uri += '%';
-                    uri += hex[(static_cast<unsigned char>(c) >> 4) & 0xF];
-                    uri += hex[static_cast<unsigned char>(c) & 0xF];
-                } else {
-                    uri += c;
-                }
-            }
-            target = uri + "?immutable=1";
+            target = immutableUri(path);
             break;
-        }
         case Mode::ReadWriteCreate:
             flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
             break;

@@ -22,6 +22,10 @@ class OpenError : public std::runtime_error {
 
 class Statement;
 
+// The SQLite URI that opens `path` read-only with immutable=1; any path the
+// file system accepts maps to itself.
+std::string immutableUri(const std::string& path);
+
 // One SQLite connection. Not thread-safe: a connection belongs to one thread.
 // The destructor finalizes every cached statement and closes the handle; it never throws.
 class Database {

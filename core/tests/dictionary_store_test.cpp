@@ -111,3 +111,36 @@ TEST(DictionaryStoreOpen, MissingSideTablesFallBackToEmptyAnswers) {
     EXPECT_EQ(s.corpusFreq("寒"), 0);
     EXPECT_EQ(s.topCharsByFreq(5), Strings{});
 }
+
+TEST(DictionaryStoreOpen, AnyPathTheFileSystemAcceptsOpens) {
+    TempDir dir;
+    // Names that mean something in a URI, spaces, non-ASCII and a folder
+    // named like a URI authority; each must reach exactly its own file.
+    const std::vector<std::string> names = {
+        "plain.sqlite",      "what?.sqlite",   "a#b.sqlite",           "100%.sqlite",
+        "with space.sqlite", "từ điển.sqlite", "x?immutable=0.sqlite", "%2F.sqlite",
+    };
+    std::filesystem::create_directories(dir.path() / "host:1");
+    for (size_t i = 0; i < names.size(); ++i) {
+        const std::string path = (dir.path() / "host:1" / names[i]).string();
+        const std::string reading = "r" + std::to_string(i);
+        writeFixtureDict(path, {{"寒", {reading}, nullptr, nullptr, -1}});
+        EXPECT_EQ(DictionaryStore(path).lookupChar("寒"), Strings{reading}) << path;
+    }
+
+    // A path that starts with "//" is still a path, not a host.
+    const std::string doubled = "/" + (dir.path() / "host:1" / "plain.sqlite").string();
+    EXPECT_EQ(DictionaryStore(doubled).lookupChar("寒"), Strings{"r0"}) << doubled;
+
+    // A relative path opens from the working folder.
+    const auto cwd = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path());
+    std::optional<Strings> relative;
+    try {
+        relative = DictionaryStore("host:1/what?.sqlite").lookupChar("寒");
+    } catch (const DictionaryError& e) {
+        ADD_FAILURE() << e.what();
+    }
+    std::filesystem::current_path(cwd);
+    EXPECT_EQ(relative, Strings{"r1"});
+}

@@ -81,6 +81,7 @@ constexpr const char* kDistractorReadings =
     "SELECT am FROM card WHERE uid!=? AND am!='' ORDER BY RANDOM() LIMIT ?";
 constexpr const char* kDistractorFronts =
     "SELECT front FROM card WHERE uid!=? AND LENGTH(front)<=4 ORDER BY RANDOM() LIMIT ?";
+constexpr const char* kFrontReadings = "SELECT am FROM card WHERE front=? AND am!=''";
 constexpr const char* kRecordQuiz =
     "INSERT INTO quiz_log (card_uid, mode, ts, day, correct, ms)\nVALUES (?,?,?,?,?,?)";
 
@@ -363,6 +364,22 @@ std::vector<std::string> ProgressStore::distractorReadings(std::string_view excl
 
 std::vector<std::string> ProgressStore::distractorFronts(std::string_view excludeUid, int count) {
     return textColumn(kDistractorFronts, excludeUid, std::max<int64_t>(count, 0) * 3);
+}
+
+std::vector<std::string> ProgressStore::frontReadings(std::string_view front) {
+    std::vector<std::string> out;
+    db::Statement* st = conn().cached(kFrontReadings);
+    if (!st) {
+        return out;
+    }
+    db::ScopedReset guard(*st);
+    st->bind(1, front);
+    while (st->step()) {
+        if (std::optional<std::string> v = st->text(0)) {
+            out.push_back(text::sanitizeUtf8(*v));
+        }
+    }
+    return out;
 }
 
 bool ProgressStore::recordQuiz(std::string_view cardUid, std::string_view mode, bool correct,

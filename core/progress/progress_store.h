@@ -73,6 +73,9 @@ class ProgressStore {
     // readings (non-empty `am`) or their fronts of at most 4 characters.
     std::vector<std::string> distractorReadings(std::string_view excludeUid, int count);
     std::vector<std::string> distractorFronts(std::string_view excludeUid, int count);
+    // The non-empty `am` of every card whose front is `front` (a character
+    // may stand in the deck twice, as a frequency and as a lesson card).
+    std::vector<std::string> frontReadings(std::string_view front);
     // Appends one quiz_log row (now, today); false when it was not written.
     bool recordQuiz(std::string_view cardUid, std::string_view mode, bool correct, int64_t ms = 0);
 

@@ -61,6 +61,26 @@ bool typedMatches(std::string_view typed, std::string_view am) {
 
 }  // namespace quiz
 
+namespace {
+// Readings compare as the learner sees them: case and composition aside,
+// every mark counts ("mã" is not "ma").
+std::string readingKey(std::string_view reading) {
+    return text::toLower(text::nfc(reading));
+}
+}  // namespace
+
+bool QuizModel::readsAs(const std::string& front, const std::string& reading) {
+    const std::string key = readingKey(reading);
+    for (const std::string& am : m_store.frontReadings(front)) {
+        for (const std::string& r : quiz::readings(am)) {
+            if (readingKey(r) == key) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 QuizModel::QuizModel(ProgressStore& store, std::mt19937_64 rng, std::function<int64_t()> millis)
     : m_store(store), m_rng(rng), m_millis(std::move(millis)) {}
 
@@ -130,11 +150,20 @@ QuizQuestion QuizModel::build(QuizMode mode, const StudyCard& card) {
             fill(std::move(candidates), cardReadings);
             break;
         }
-        case QuizMode::HanFromAm:
+        case QuizMode::HanFromAm: {
             q.prompt = reading;
             q.answer = card.front;
-            fill(m_store.distractorFronts(card.uid, kDistractors), {card.front});
+            // Hán-Việt is full of homophones: a front that the deck also reads
+            // as the prompt would be a second right answer marked wrong.
+            std::vector<std::string> candidates;
+            for (std::string& front : m_store.distractorFronts(card.uid, kDistractors)) {
+                if (!readsAs(front, reading)) {
+                    candidates.push_back(std::move(front));
+                }
+            }
+            fill(std::move(candidates), {card.front});
             break;
+        }
         case QuizMode::TypeAm:
             q.prompt = card.front;
             q.answer = reading;

@@ -99,6 +99,8 @@ class QuizModel {
 
   private:
     QuizQuestion build(QuizMode mode, const StudyCard& card);
+    // True when some card with this front lists `reading` among its readings.
+    bool readsAs(const std::string& front, const std::string& reading);
     std::string newId();
     void finishAnswer(bool correct);
     int64_t nowMillis() const;

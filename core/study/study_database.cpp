@@ -119,6 +119,8 @@ constexpr const char* kProgressIndexes[] = {
     // fetching each candidate row from the table.
     "CREATE INDEX IF NOT EXISTS idx_log_second ON review_log((ts % 86400 + 86400) % 86400, ts)",
     "CREATE INDEX IF NOT EXISTS idx_card_stability ON card(stability)",
+    // A quiz asks, per candidate, how the deck reads a front.
+    "CREATE INDEX IF NOT EXISTS idx_card_front ON card(front)",
 };
 
 bool isDamageError(int code) {

@@ -137,6 +137,50 @@ TEST_F(QuizTest, ChoicesHoldTheRightAnswerAndNoSecondRightOne) {
     }
 }
 
+TEST_F(QuizTest, AFrontTheDeckAlsoReadsAsThePromptIsNeverAWrongAnswer) {
+    // A deck full of homophones: 馬 碼 瑪 all read mã, 罵 reads mạ and also
+    // Mã (a stored capital), 媽 reads ma. Asked for "mã", only 媽 and the
+    // others of other readings may stand beside the right answer.
+    insertCard(store.db.connection(), "char:馬", 0, 1, 0, "mã");
+    insertCard(store.db.connection(), "char:碼", 1, 1, 1, "mã");
+    insertCard(store.db.connection(), "char:瑪", 2, 1, 2, "mã, ma");
+    insertCard(store.db.connection(), "char:罵", 3, 1, 3, "mạ, Mã");
+    insertCard(store.db.connection(), "char:媽", 4, 1, 4, "ma");
+    insertCard(store.db.connection(), "char:甲", 5, 1, 5, "giáp");
+    // The same character twice (a lesson card beside the frequency card):
+    // either reading makes it a homophone.
+    insertCard(store.db.connection(), "char:辛", 6, 1, 6, "tân");
+    insertCard(store.db.connection(), "w:辛", 7, 0, 7, "mã");
+
+    size_t maQuestions = 0;
+    for (uint64_t seed = 1; seed <= 25; ++seed) {
+        QuizModel q = model(seed);
+        q.start(QuizMode::HanFromAm);
+        ASSERT_EQ(q.phase(), QuizModel::Phase::Question);
+        for (const QuizQuestion& question : q.questions()) {
+            const std::vector<std::string>& o = question.options;
+            EXPECT_EQ(std::count(o.begin(), o.end(), question.answer), 1);
+            if (question.prompt != "mã") {
+                continue;
+            }
+            ++maQuestions;
+            for (const std::string& option : o) {
+                if (option != question.answer) {
+                    EXPECT_TRUE(option == "媽" || option == "甲") << "offered " << option;
+                }
+            }
+            // Fewer options rather than a second right one.
+            EXPECT_LE(o.size(), 3u);
+        }
+    }
+    EXPECT_GT(maQuestions, 0u);
+
+    std::vector<std::string> both = store.progress.frontReadings("辛");
+    EXPECT_EQ(std::set<std::string>(both.begin(), both.end()),
+              (std::set<std::string>{"tân", "mã"}));
+    EXPECT_TRUE(store.progress.frontReadings("無").empty());
+}
+
 TEST_F(QuizTest, AnswersAreScoredRecordedAndTimed) {
     addCards(4);
     QuizModel q = model();

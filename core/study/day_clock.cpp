@@ -2,11 +2,15 @@
 
 #include <unicode/gregocal.h>
 #include <unicode/timezone.h>
+#include <unicode/ucal.h>
 #include <unicode/unistr.h>
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
+#include <optional>
 
 namespace talvo {
 
@@ -22,12 +26,13 @@ int64_t utcDay(int64_t unixSeconds) {
 struct ZoneCalendar {
     std::string zoneId;
     std::unique_ptr<icu::GregorianCalendar> calendar;
+    bool known = false;  // false: ICU did not recognise the id and reads it as UTC
 };
 
-icu::GregorianCalendar* calendarFor(std::string_view zoneId) {
+ZoneCalendar* calendarFor(std::string_view zoneId) {
     thread_local ZoneCalendar cached;
     if (cached.calendar && cached.zoneId == zoneId) {
-        return cached.calendar.get();
+        return &cached;
     }
     icu::TimeZone* tz =
         zoneId.empty() ? icu::TimeZone::createDefault()
@@ -36,6 +41,8 @@ icu::GregorianCalendar* calendarFor(std::string_view zoneId) {
     if (!tz) {
         return nullptr;
     }
+    icu::UnicodeString id;
+    const bool known = tz->getID(id) != icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID, -1, US_INV);
     UErrorCode status = U_ZERO_ERROR;
     auto cal = std::make_unique<icu::GregorianCalendar>(tz, status);  // adopts tz
     if (U_FAILURE(status)) {
@@ -47,7 +54,39 @@ icu::GregorianCalendar* calendarFor(std::string_view zoneId) {
     cal->setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);
     cached.zoneId = std::string(zoneId);
     cached.calendar = std::move(cal);
-    return cached.calendar.get();
+    cached.known = known;
+    return &cached;
+}
+
+// The system's zone as the C library sees it: the TZ variable (without the
+// leading ":" that POSIX allows), or empty for the host's own zone.
+std::string systemZoneVariable() {
+    const char* tz = std::getenv("TZ");
+    if (!tz || !*tz) {
+        return {};
+    }
+    return tz[0] == ':' ? std::string(tz + 1) : std::string(tz);
+}
+
+// The day number by the C library's zone, for TZ values ICU cannot read
+// (POSIX rules such as "<+07>-7"). SQLite's 'localtime' and the badge hours
+// use the same zone, so every date of the program agrees. mktime moves a
+// skipped midnight forward to the first valid time, as the ICU road does.
+std::optional<int64_t> cLibraryDay(int64_t unixSeconds) {
+    const auto t = static_cast<time_t>(unixSeconds);
+    std::tm local{};
+    if (!localtime_r(&t, &local)) {
+        return std::nullopt;
+    }
+    local.tm_hour = 0;
+    local.tm_min = 0;
+    local.tm_sec = 0;
+    local.tm_isdst = -1;
+    const time_t midnight = std::mktime(&local);
+    if (midnight == static_cast<time_t>(-1)) {
+        return std::nullopt;
+    }
+    return static_cast<int64_t>(midnight) / 86400;  // truncated toward zero, as below
 }
 
 }  // namespace
@@ -59,10 +98,17 @@ int64_t DayClock::day(int64_t unixSeconds, std::string_view zoneId) {
     if (unixSeconds > kCalendarRange || unixSeconds < -kCalendarRange) {
         return utcDay(unixSeconds);
     }
-    icu::GregorianCalendar* cal = calendarFor(zoneId);
-    if (!cal) {
+    // The system's zone is read from TZ on every call, so that the process
+    // and the C library never disagree about it (ICU would read it once).
+    const std::string systemZone = zoneId.empty() ? systemZoneVariable() : std::string();
+    ZoneCalendar* zone = calendarFor(zoneId.empty() ? systemZone : zoneId);
+    if (!zone) {
         return utcDay(unixSeconds);
     }
+    if (!zone->known && !systemZone.empty()) {
+        return cLibraryDay(unixSeconds).value_or(utcDay(unixSeconds));
+    }
+    icu::GregorianCalendar* cal = zone->calendar.get();
     UErrorCode status = U_ZERO_ERROR;
     cal->setTime(static_cast<UDate>(unixSeconds) * 1000.0, status);
     int32_t year = cal->get(UCAL_EXTENDED_YEAR, status);

@@ -17,10 +17,13 @@ namespace talvo {
 class DayClock {
   public:
     // zoneId is an IANA time-zone id ("Asia/Ho_Chi_Minh", "America/New_York")
-    // or an offset id ("GMT+07:00"); empty means the system's zone. ICU treats
-    // an id it does not know as UTC, and so does this function. A moment
-    // outside ICU's calendar range (hundreds of thousands of years away) falls
-    // back to the UTC date. Thread-safe.
+    // or an offset id ("GMT+07:00"); empty means the system's zone, which is
+    // the TZ variable as it is at the call (else the host's zone). A TZ that
+    // ICU cannot read (a POSIX rule such as "<+07>-7", a file path) is
+    // followed as the C library follows it, so day numbers agree with
+    // localtime() and SQLite. An explicit id ICU does not know is read as
+    // UTC. A moment outside ICU's calendar range (hundreds of thousands of
+    // years away) falls back to the UTC date. Thread-safe.
     static int64_t day(int64_t unixSeconds, std::string_view zoneId);
 };
 

@@ -11,6 +11,7 @@
 #include "core/db/database.h"
 #include "core/progress/badges.h"
 #include "core/progress/progress_store.h"
+#include "core/study/study_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -297,6 +298,46 @@ TEST_F(ProgressStoreTest, TimeOfDayBadgesFollowTheLocalClockOfTheMachine) {
             return bad;
         });
         EXPECT_EQ(failures, 0) << zone;
+    }
+}
+
+TEST_F(ProgressStoreTest, InAPosixZoneTheDayOfAGradeAndItsBadgeHourAgree) {
+    // TZ rules that ICU cannot read ("<+07>-7" is UTC+7) must not make the day
+    // numbers fall back to UTC while SQLite's hours follow the machine.
+    struct Case {
+        const char* zone;
+        int64_t expectedDay;  // of a grade at 22:30 local on 24 November 2026
+    } cases[] = {
+        {"<+07>-7", 20780},           // local midnight: 17:00 UTC on the 23rd
+        {"EST5EDT", 20781},           // local midnight: 05:00 UTC on the 24th
+        {"Asia/Ho_Chi_Minh", 20780},  // the same as the first, by name
+    };
+    for (const Case& c : cases) {
+        TempDir where;
+        int failures = inZone(c.zone, [&] {
+            const int64_t at = localTime(2026, 11, 24, 22, 30);
+            StudyStores s(where.file("study.sqlite"), Clock::fixed(at, ""));
+            insertCard(s.db.connection(), "char:數", 1, 0, 0, "số");
+            int bad = 0;
+            if (!s.study.grade(*s.study.cardByUid("char:數"), Rating::Good)) {
+                std::fprintf(stderr, "%s: the grade was not written\n", c.zone);
+                return 1;
+            }
+            const int64_t day = scalar(s.db.connection(), "SELECT day FROM review_log");
+            if (day != c.expectedDay || s.study.clock().today() != c.expectedDay) {
+                std::fprintf(stderr, "%s: day %lld, today %lld\n", c.zone,
+                             static_cast<long long>(day),
+                             static_cast<long long>(s.study.clock().today()));
+                ++bad;
+            }
+            const std::vector<std::string> earned = s.progress.evaluateBadges();
+            if (std::count(earned.begin(), earned.end(), "nightOwl") != 1) {
+                std::fprintf(stderr, "%s: 22:30 local did not earn nightOwl\n", c.zone);
+                ++bad;
+            }
+            return bad;
+        });
+        EXPECT_EQ(failures, 0) << c.zone;
     }
 }
 

@@ -23,7 +23,9 @@ int64_t utc(int y, unsigned m, unsigned d, int hh, int mm = 0) {
 // library's local date (the system tz database, no code shared with ICU): the
 // difference must stay constant, so one local date has one number and
 // consecutive dates have consecutive numbers, whatever the clocks did.
-void expectDayNumbersFollowLocalDates(const char* zone, int64_t from, int64_t to, int64_t shift) {
+// `zoneId` is what the day numbers are asked with; by default the zone itself.
+void expectDayNumbersFollowLocalDates(const char* zone, int64_t from, int64_t to, int64_t shift,
+                                      const char* zoneId = nullptr) {
     setenv("TZ", zone, 1);
     tzset();
     for (int64_t t = from; t < to; t += 3600) {
@@ -32,7 +34,7 @@ void expectDayNumbersFollowLocalDates(const char* zone, int64_t from, int64_t to
         localtime_r(&tt, &tm);
         int64_t local = civilDays(tm.tm_year + 1900, static_cast<unsigned>(tm.tm_mon + 1),
                                   static_cast<unsigned>(tm.tm_mday));
-        ASSERT_EQ(DayClock::day(t, zone) - local, shift) << zone << " at " << t;
+        ASSERT_EQ(DayClock::day(t, zoneId ? zoneId : zone) - local, shift) << zone << " at " << t;
     }
     unsetenv("TZ");
     tzset();
@@ -76,4 +78,36 @@ TEST(DayClock, UnknownZonesAndFarMomentsFallBackToUtcDates) {
     EXPECT_EQ(pinned.today(), civilDays(2024, 6, 1));
     pinned.pinnedDay = 12345;
     EXPECT_EQ(pinned.today(), 12345);
+}
+
+TEST(DayClock, TheSystemZoneFollowsTzAsTheCLibraryReadsIt) {
+    // A grade at 08:00 on 24 November 2026 in UTC+7 is 01:00 UTC: its local
+    // date starts at 17:00 UTC on the 23rd, whose number it takes.
+    const int64_t morning = utc(2026, 11, 24, 1);
+    const int64_t twentyThird = civilDays(2026, 11, 23);
+    struct Case {
+        const char* tz;
+        int64_t expected;
+    } cases[] = {
+        {"<+07>-7", twentyThird},            // POSIX rule ICU cannot parse
+        {":Asia/Ho_Chi_Minh", twentyThird},  // POSIX allows a leading colon
+        {"Asia/Ho_Chi_Minh", twentyThird},
+        {"EST5EDT", twentyThird},  // 20:00 on the 23rd in New York
+        {"UTC", civilDays(2026, 11, 24)},
+    };
+    for (const Case& c : cases) {
+        setenv("TZ", c.tz, 1);
+        tzset();
+        EXPECT_EQ(DayClock::day(morning, ""), c.expected) << c.tz;
+        EXPECT_EQ(Clock::fixed(morning, "").today(), c.expected) << c.tz;
+    }
+    unsetenv("TZ");
+    tzset();
+
+    // Whole years hour by hour, through the daylight-saving changes of a
+    // POSIX rule: one number per local date, as with an IANA zone.
+    expectDayNumbersFollowLocalDates("<+07>-7", utc(2026, 1, 1, 0), utc(2026, 4, 1, 0), -1, "");
+    expectDayNumbersFollowLocalDates("CET-1CEST,M3.5.0,M10.5.0/3", utc(2026, 1, 1, 0),
+                                     utc(2027, 1, 1, 0), -1, "");
+    expectDayNumbersFollowLocalDates("EST5EDT", utc(2026, 1, 1, 0), utc(2027, 1, 1, 0), 0, "");
 }

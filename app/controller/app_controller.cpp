@@ -136,8 +136,8 @@ void AppController::scheduleStudyReminder() {
 
 QString AppController::displayForm(const HotkeyCombo& combo) const {
     HotkeyBackend* keys = m_env.platform.hotkey.get();
-    return q(
-        HotkeyConfig::displayForm(combo, [keys](uint32_t code) { return keys->character(code); }));
+    return q(HotkeyConfig::displayForm(
+        combo, [keys](uint32_t code) { return keys->character(code); }, kNativeKeyStyle));
 }
 
 void AppController::applyCombo(const HotkeyCombo& combo) {

@@ -18,11 +18,17 @@
 #include "app/shell/start_at_login.h"
 #include "app/theme/theme.h"
 #include "core/l10n/localization.h"
+#include "core/ui/hotkey_combo.h"
 #include "net/settings/app_settings.h"
 
 namespace talvo {
 
 namespace {
+
+// The modifiers as this system names them, for the recording hints.
+QString modifierList() {
+    return QString::fromStdString(HotkeyConfig::modifierList(kNativeKeyStyle));
+}
 
 QFrame* rule() {
     auto* f = new QFrame;
@@ -155,7 +161,7 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     connect(m_token, &QLineEdit::returnPressed, this, &SettingsWindow::saveToken);
     connect(&m_model, &SettingsModel::changed, this, &SettingsWindow::refresh);
     connect(&m_l10n, &Localization::languageChanged, this, &SettingsWindow::retranslate);
-    m_model.needModifierText = [this] { return m_l10n.text(msg::kNeedModifier); };
+    m_model.needModifierText = [this] { return m_l10n.format(msg::kNeedModifier, modifierList()); };
     m_model.onRecordingChanged = [this](bool recording) {
         if (onRecordingChanged) {
             onRecordingChanged(recording);
@@ -200,7 +206,9 @@ void SettingsWindow::closeEvent(QCloseEvent* event) {
 void SettingsWindow::retranslate() {
     setWindowTitle(m_l10n.text(msg::kSettingsTitle));
     m_heading->setText(m_l10n.text(msg::kLookupShortcut));
-    m_default->setText(m_l10n.text(msg::kDefaultCombo));
+    m_default->setText(m_l10n.format(
+        msg::kDefaultCombo,
+        m_services.displayForm ? m_services.displayForm(HotkeyCombo::defaultCombo()) : QString()));
     m_languageLabel->setText(m_l10n.text(msg::kLanguage));
     m_startAtLogin->setText(m_l10n.text(msg::kStartAtLogin));
     m_language->setCurrentIndex(m_language->findData(static_cast<int>(m_l10n.lang())));
@@ -247,7 +255,7 @@ void SettingsWindow::refresh() {
         m_hint->setText(*m_model.warning());
         m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
     } else if (recording) {
-        m_hint->setText(m_l10n.text(msg::kRecordingHint));
+        m_hint->setText(m_l10n.format(msg::kRecordingHint, modifierList()));
         m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::muted().name()));
     } else {
         m_hint->clear();

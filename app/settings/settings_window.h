@@ -26,7 +26,7 @@ class SettingsWindow : public QWidget {
     Q_OBJECT
   public:
     struct Services {
-        // The display form of a combo ("⌥D").
+        // The display form of a combo ("Alt+D").
         std::function<QString(const HotkeyCombo&)> displayForm;
         // Keeps the sign-in token; false when no keychain can hold it.
         std::function<bool(const std::string& token)> saveToken;

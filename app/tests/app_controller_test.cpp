@@ -62,11 +62,11 @@ TEST(AppLaunchTest, FreshInstallShowsOptionDNoticesAndSeedsStudy) {
     f.settings->setString("app.language", "en");
     AppController& c = f.start();
     EXPECT_TRUE(f.alerts.shown.empty());
-    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (⌥D)"));
+    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (Alt+D)"));
     ASSERT_TRUE(f.hotkey->registered);
     EXPECT_EQ(*f.hotkey->registered, HotkeyCombo::defaultCombo());
     EXPECT_EQ(f.notifier->shown.at("talvo.launch").body,
-              "In the menu bar (墨). Select Hán text, then press ⌥D to look up.");
+              "In the menu bar (墨). Select Hán text, then press Alt+D to look up.");
     ASSERT_TRUE(f.notifier->daily.count("talvo.study.daily"));
     EXPECT_EQ(f.notifier->daily["talvo.study.daily"].hour, 20);
     // Five seeded cards, all new: the badge and the reminder count them.
@@ -92,7 +92,7 @@ TEST(MenuTest, RecordingInSettingsLetsGoOfTheGlobalShortcut) {
     c.settingsWindow()->model().handle({keycode::kF5, eventflags::kControl | eventflags::kOption});
     EXPECT_EQ(f.hotkey->registered,
               (HotkeyCombo{keycode::kF5, carbon::kControl | carbon::kOption}));
-    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Tra cứu (⌃⌥F5)"));
+    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Tra cứu (Ctrl+Alt+F5)"));
     c.settingsWindow()->close();
 }
 

@@ -23,8 +23,8 @@ class SettingsTest : public ::testing::Test {
     SettingsTest() : settings(dir.file("settings.ini")), l10n(settings) {
         SettingsWindow::Services services;
         services.displayForm = [this](const HotkeyCombo& c) {
-            return QString::fromStdString(
-                HotkeyConfig::displayForm(c, [this](uint32_t k) { return keys.character(k); }));
+            return QString::fromStdString(HotkeyConfig::displayForm(
+                c, [this](uint32_t k) { return keys.character(k); }, kNativeKeyStyle));
         };
         window = std::make_unique<SettingsWindow>(keys, l10n, settings, services);
         window->show(HotkeyCombo::defaultCombo(),
@@ -57,11 +57,13 @@ TEST_F(SettingsTest, RecordingWarnsCancelsAndTakesACombo) {
     EXPECT_TRUE(m.recording());
     EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("change"))->text(),
               QStringLiteral("Bấm tổ hợp phím…"));
+    EXPECT_EQ(text("hint"),
+              QStringLiteral("Cần ít nhất một phím bổ trợ (Ctrl, Alt, Shift, Super). Esc để huỷ."));
     // D alone: warned, still recording. Modifier keys alone: ignored.
     key(Qt::Key_D);
     key(Qt::Key_Shift, Qt::ShiftModifier);
     EXPECT_TRUE(m.recording());
-    EXPECT_EQ(text("hint"), QStringLiteral("Cần ít nhất một phím bổ trợ: ⌘ ⌥ ⌃ ⇧"));
+    EXPECT_EQ(text("hint"), QStringLiteral("Cần ít nhất một phím bổ trợ: Ctrl, Alt, Shift, Super"));
     // Escape alone cancels and keeps the combo.
     key(Qt::Key_Escape);
     EXPECT_FALSE(m.recording());
@@ -75,7 +77,7 @@ TEST_F(SettingsTest, RecordingWarnsCancelsAndTakesACombo) {
     EXPECT_FALSE(m.recording());
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes[0], (HotkeyCombo{96, 0x1900}));
-    EXPECT_EQ(text("combo"), QStringLiteral("⌃⌥⌘F5"));
+    EXPECT_EQ(text("combo"), QStringLiteral("Ctrl+Alt+Super+F5"));
 
     // Escape with a modifier is a shortcut like any other.
     m.startRecording();
@@ -91,7 +93,9 @@ TEST_F(SettingsTest, DefaultButtonStopsRecordingAndRestoresOptionD) {
     EXPECT_FALSE(window->model().warning().has_value());
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes[0], HotkeyCombo::defaultCombo());
-    EXPECT_EQ(text("combo"), QStringLiteral("⌥D"));
+    EXPECT_EQ(text("combo"), QStringLiteral("Alt+D"));
+    EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("default"))->text(),
+              QStringLiteral("Mặc định Alt+D"));
 }
 
 TEST_F(SettingsTest, LanguageChoiceRetitlesTheWindowAtOnce) {

@@ -24,7 +24,7 @@ TEST(MenuTest, ComboChangeRetitlesTheLookupRowAndRegistersOnce) {
     c.applyCombo(shiftCommandL);
     c.applyCombo(shiftCommandL);
     EXPECT_EQ(c.trayMenu().menu()->actions()[0], lookupRow);  // retitled, not rebuilt
-    EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (⇧⌘L)"));
+    EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (Shift+Super+L)"));
     EXPECT_EQ(f.hotkey->registered, shiftCommandL);
     EXPECT_EQ(loadCombo(*f.settings), shiftCommandL);
     EXPECT_EQ(f.hotkey->registrations, 3);  // launch + two applies, one alive
@@ -34,7 +34,7 @@ TEST(MenuTest, ComboChangeRetitlesTheLookupRowAndRegistersOnce) {
     f.hotkey->refused.push_back(taken);
     c.applyCombo(taken);
     EXPECT_FALSE(f.hotkey->registered.has_value());
-    EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (⌘A)"));
+    EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (Super+A)"));
     EXPECT_EQ(loadCombo(*f.settings), taken);
 }
 
@@ -47,7 +47,7 @@ TEST(MenuTest, LanguageChangeRebuildsTheMenuAndSavesTheLanguage) {
     c.localization().setLang(AppLanguage::en);
     QApplication::processEvents();
     auto titles = f.menuTitles();
-    EXPECT_EQ(titles[0], QStringLiteral("Look up (⌥D)"));
+    EXPECT_EQ(titles[0], QStringLiteral("Look up (Alt+D)"));
     EXPECT_EQ(titles[2], QStringLiteral("Học hôm nay (5)"));
     EXPECT_EQ(titles[3], QStringLiteral("Hồ sơ học tập"));
     EXPECT_EQ(titles[4], QStringLiteral("Lộ trình học"));

@@ -135,16 +135,16 @@ inline constexpr Tr kLookupShortcut{"Phím tắt tra cứu", "查詢快捷鍵", 
 inline constexpr Tr kChangeShortcut{"Đổi phím tắt…", "更改快捷鍵…", "Change shortcut…"};
 inline constexpr Tr kPressCombo{"Bấm tổ hợp phím…", "請按組合鍵…", "Press a key combo…"};
 inline constexpr Tr kRecordingHint{
-    "Cần ít nhất một phím bổ trợ (⌘ ⌥ ⌃ ⇧). Esc để huỷ.",
-    "至少需要一個修飾鍵（⌘ ⌥ ⌃ ⇧）。按 Esc 取消。",
-    "Need at least one modifier (⌘ ⌥ ⌃ ⇧). Esc to cancel.",
+    "Cần ít nhất một phím bổ trợ (%@). Esc để huỷ.",
+    "至少需要一個修飾鍵（%@）。按 Esc 取消。",
+    "Need at least one modifier (%@). Esc to cancel.",
 };
 inline constexpr Tr kNeedModifier{
-    "Cần ít nhất một phím bổ trợ: ⌘ ⌥ ⌃ ⇧",
-    "至少需要一個修飾鍵：⌘ ⌥ ⌃ ⇧",
-    "Need at least one modifier: ⌘ ⌥ ⌃ ⇧",
+    "Cần ít nhất một phím bổ trợ: %@",
+    "至少需要一個修飾鍵：%@",
+    "Need at least one modifier: %@",
 };
-inline constexpr Tr kDefaultCombo{"Mặc định ⌥D", "預設 ⌥D", "Default ⌥D"};
+inline constexpr Tr kDefaultCombo{"Mặc định %@", "預設 %@", "Default %@"};
 inline constexpr Tr kLanguage{"Ngôn ngữ", "語言", "Language"};
 inline constexpr Tr kServer{"Máy chủ", "伺服器", "Server"};
 inline constexpr Tr kServiceUrl{"Địa chỉ dịch vụ", "服務網址", "Service URL"};

@@ -33,6 +33,37 @@ TEST(HotkeyConfigTest, LoadFallsBackToOptionDExactlyWhenTheStoreSaysNothingUsabl
     EXPECT_EQ(HotkeyConfig::load(true, 2, 0x1'0000'0000), HotkeyCombo::defaultCombo());
 }
 
+TEST(HotkeyConfigTest, PcDesktopsReadModifierNamesInTheirOwnOrder) {
+    using HotkeyConfig::displayForm;
+    const KeyStyle pc = KeyStyle::pc;
+    struct Row {
+        HotkeyCombo combo;
+        const char* pcForm;
+        const char* macForm;
+    } rows[] = {
+        {HotkeyCombo::defaultCombo(), "Alt+D", "⌥D"},
+        {{keycode::kL, carbon::kControl | carbon::kShift}, "Ctrl+Shift+L", "⌃⇧L"},
+        {{keycode::kD, carbon::kCommand}, "Super+D", "⌘D"},
+        {{keycode::kF5, 0x1900}, "Ctrl+Alt+Super+F5", "⌃⌥⌘F5"},
+        {{keycode::kEscape, carbon::kShift}, "Shift+Esc", "⇧⎋"},
+        {{36, carbon::kControl}, "Ctrl+Enter", "⌃↩"},
+        {{49, carbon::kOption}, "Alt+Space", "⌥Space"},
+        {{123, carbon::kOption | carbon::kShift}, "Alt+Shift+Left", "⌥⇧←"},
+        {{0xFFFF, carbon::kOption}, "Alt+key65535", "⌥key65535"},
+    };
+    for (const Row& r : rows) {
+        EXPECT_EQ(displayForm(r.combo, usLayout(), pc), r.pcForm);
+        EXPECT_EQ(displayForm(r.combo, usLayout(), KeyStyle::mac), r.macForm);
+    }
+    EXPECT_EQ(HotkeyConfig::modifierList(pc), "Ctrl, Alt, Shift, Super");
+    EXPECT_EQ(HotkeyConfig::modifierList(KeyStyle::mac), "⌘ ⌥ ⌃ ⇧");
+#ifdef __APPLE__
+    EXPECT_EQ(kNativeKeyStyle, KeyStyle::mac);
+#else
+    EXPECT_EQ(kNativeKeyStyle, pc);
+#endif
+}
+
 TEST(HotkeyConfigTest, DisplayFormOrdersModifiersAndNamesKeys) {
     EXPECT_EQ(HotkeyConfig::symbols(0), "");
     EXPECT_EQ(HotkeyConfig::symbols(0x100 | 0x200 | 0x800 | 0x1000), "⌃⌥⇧⌘");

@@ -25,21 +25,26 @@ HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode,
     return HotkeyCombo{static_cast<uint32_t>(code), static_cast<uint32_t>(mods)};
 }
 
-std::string symbols(uint32_t m) {
+std::string symbols(uint32_t m, KeyStyle style) {
+    const bool mac = style == KeyStyle::mac;
     std::string out;
     if (m & carbon::kControl) {
-        out += "⌃";
+        out += mac ? "⌃" : "Ctrl+";
     }
     if (m & carbon::kOption) {
-        out += "⌥";
+        out += mac ? "⌥" : "Alt+";
     }
     if (m & carbon::kShift) {
-        out += "⇧";
+        out += mac ? "⇧" : "Shift+";
     }
     if (m & carbon::kCommand) {
-        out += "⌘";
+        out += mac ? "⌘" : "Super+";
     }
     return out;
+}
+
+std::string modifierList(KeyStyle style) {
+    return style == KeyStyle::mac ? "⌘ ⌥ ⌃ ⇧" : "Ctrl, Alt, Shift, Super";
 }
 
 const std::vector<std::pair<uint32_t, const char*>>& namedKeys() {
@@ -52,7 +57,18 @@ const std::vector<std::pair<uint32_t, const char*>>& namedKeys() {
     return kKeys;
 }
 
-std::string keyName(uint32_t code, const CharacterForKey& character) {
+std::string keyName(uint32_t code, const CharacterForKey& character, KeyStyle style) {
+    if (style == KeyStyle::pc) {
+        static const std::vector<std::pair<uint32_t, const char*>> kPcNames = {
+            {36, "Enter"}, {48, "Tab"},    {53, "Esc"}, {51, "Backspace"}, {117, "Delete"},
+            {123, "Left"}, {124, "Right"}, {126, "Up"}, {125, "Down"},
+        };
+        for (const auto& [k, label] : kPcNames) {
+            if (k == code) {
+                return label;
+            }
+        }
+    }
     for (const auto& [k, label] : namedKeys()) {
         if (k == code) {
             return label;
@@ -83,8 +99,9 @@ uint32_t carbonModifiers(uint64_t flags) {
     return m;
 }
 
-std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character) {
-    return symbols(combo.carbonModifiers) + keyName(combo.keyCode, character);
+std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character,
+                        KeyStyle style) {
+    return symbols(combo.carbonModifiers, style) + keyName(combo.keyCode, character, style);
 }
 
 }  // namespace talvo::HotkeyConfig

@@ -48,6 +48,17 @@ inline constexpr uint32_t kEscape = 53;
 inline constexpr uint32_t kF5 = 96;
 }  // namespace keycode
 
+// How shortcuts are written: macOS glyphs ("⌥D", "⌃⌘F5") or the names PC
+// desktops print ("Alt+D", "Ctrl+Super+F5").
+enum class KeyStyle { mac, pc };
+
+// The style of the system this program was built for.
+#ifdef __APPLE__
+inline constexpr KeyStyle kNativeKeyStyle = KeyStyle::mac;
+#else
+inline constexpr KeyStyle kNativeKeyStyle = KeyStyle::pc;
+#endif
+
 namespace HotkeyConfig {
 
 // The character a key produces on the current keyboard layout without
@@ -60,20 +71,28 @@ using CharacterForKey = std::function<std::optional<std::string>(uint32_t keyCod
 // this program; they also give the default rather than a truncated key.
 HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode, std::optional<int64_t> modifiers);
 
-// ⌃ ⌥ ⇧ ⌘ for the bits that are set, always in that order.
-std::string symbols(uint32_t carbonModifiers);
+// ⌃ ⌥ ⇧ ⌘ for the bits that are set, always in that order; in the PC style
+// "Ctrl+", "Alt+", "Shift+", "Super+", in that order.
+std::string symbols(uint32_t carbonModifiers, KeyStyle style = KeyStyle::mac);
+
+// Every modifier, for hints: "⌘ ⌥ ⌃ ⇧" or "Ctrl, Alt, Shift, Super".
+std::string modifierList(KeyStyle style);
 
 // The keys whose label is fixed rather than taken from the layout.
 const std::vector<std::pair<uint32_t, const char*>>& namedKeys();
 
 // Fixed label, else the layout's character upper-cased, else "key" + code.
-std::string keyName(uint32_t keyCode, const CharacterForKey& character);
+// The PC style names the keys that macOS draws as glyphs ("Enter", "Esc").
+std::string keyName(uint32_t keyCode, const CharacterForKey& character,
+                    KeyStyle style = KeyStyle::mac);
 
 // Window-system flags to the classic mask; other bits are ignored.
 uint32_t carbonModifiers(uint64_t flags);
 
-// symbols() immediately followed by keyName(): "⌥D", "⌃⌘F5".
-std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character);
+// symbols() immediately followed by keyName(): "⌥D", "⌃⌘F5"; "Alt+D",
+// "Ctrl+Super+F5".
+std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character,
+                        KeyStyle style = KeyStyle::mac);
 
 }  // namespace HotkeyConfig
 

@@ -14,6 +14,11 @@ SelectionResult SelectionReader::read(double timeout) {
     if (auto primary = m_backend.primarySelection(); primary && !primary->empty()) {
         return {std::move(primary), SelectionError::timedOut};
     }
+    // A terminal is read through PRIMARY only: any copy keystroke risks a
+    // signal to the program running in it.
+    if (m_backend.focusIsTerminal()) {
+        return {std::nullopt, SelectionError::timedOut};
+    }
 
     ClipboardSnapshot saved = m_clipboard.snapshot();
     uint64_t base = m_clipboard.changeCount();

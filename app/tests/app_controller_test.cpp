@@ -51,16 +51,16 @@ TEST(AppLaunchTest, UnreadableDictionaryIsADataError) {
         std::ofstream out(f.dir.file("dict.sqlite"));
         out << "this is not a database, it only has the name of one";
     }
-    AppController& c = f.start();
+    f.start();
     ASSERT_EQ(f.alerts.shown.size(), 1u);
     EXPECT_EQ(f.alerts.shown[0].first, QStringLiteral("Lỗi dữ liệu"));
     EXPECT_EQ(f.stores->lookup(), nullptr);
 }
 
-TEST(AppLaunchTest, FreshInstallShowsOptionDNoticesAndSeedsStudy) {
+TEST(AppLaunchTest, FreshInstallShowsAltDNoticesAndSeedsStudy) {
     AppFixture f;
     f.settings->setString("app.language", "en");
-    AppController& c = f.start();
+    f.start();
     EXPECT_TRUE(f.alerts.shown.empty());
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (Alt+D)"));
     ASSERT_TRUE(f.hotkey->registered);

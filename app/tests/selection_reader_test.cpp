@@ -113,3 +113,25 @@ TEST_F(SelectionReaderTest, WaitsForModifiersAtMostFourTenthsOfASecond) {
     reader.read(0.1);
     EXPECT_EQ(keystrokeAt, start);
 }
+
+TEST_F(SelectionReaderTest, ATerminalIsReadThroughPrimaryOnlyAndNeverGetsAKeystroke) {
+    backend.terminal = true;
+    backend.primary = "數";
+    SelectionResult r = reader.read(0.6);
+    ASSERT_TRUE(r.ok());
+    EXPECT_EQ(*r.text, "數");
+
+    // Nothing current in PRIMARY: the lookup ends at once, untouched.
+    backend.modifiersHeldNow = [] { return true; };
+    for (std::optional<std::string> primary :
+         {std::optional<std::string>(), std::optional<std::string>("")}) {
+        backend.primary = primary;
+        double start = pump.now();
+        r = reader.read(0.6);
+        EXPECT_FALSE(r.ok());
+        EXPECT_EQ(r.error, SelectionError::timedOut);
+        EXPECT_EQ(pump.now(), start) << "no wait for modifiers or for a copy";
+    }
+    EXPECT_EQ(backend.copyKeystrokes, 0);
+    EXPECT_EQ(clipboard.changes, baseChanges);
+}

@@ -12,16 +12,25 @@ class SelectionBackend {
     virtual ~SelectionBackend() = default;
 
     // Text the window system keeps for the current selection without any
-    // copying (the X11 PRIMARY selection); absent where there is none or it
-    // holds no text.
+    // copying (the X11 PRIMARY selection), when it is current: taken since
+    // the previous call, or held by the focused application. Absent where
+    // there is none, it holds no text, or it is left over from earlier work
+    // (looking that up would answer a question nobody asked). Each call is
+    // one lookup: it marks what later calls count as new.
     virtual std::optional<std::string> primarySelection() = 0;
+
+    // Whether the focused window is a terminal, by its window class or by
+    // the process behind it. A terminal never gets a copy keystroke: Ctrl+C
+    // would interrupt the program running in it.
+    virtual bool focusIsTerminal() = 0;
 
     // Whether Shift, Control, Alt/Option or Super/Command is held right now.
     virtual bool modifiersHeld() = 0;
 
     // Makes the focused application copy its selection to the clipboard with
-    // a synthetic keystroke (the one that application expects), after letting
-    // go of our own keyboard grab and of modifiers the user still holds.
+    // a synthetic Ctrl+C (Command-C on macOS), after letting go of our own
+    // keyboard grab and of modifiers the user still holds. Does nothing when
+    // the focused window is a terminal.
     virtual void postCopyKeystroke() = 0;
 
     // The window holding keyboard focus (0: none), and giving it back after

@@ -5,6 +5,8 @@
 //                                           selected and owns PRIMARY
 //   talvo_test_target window TEXT copy      a window that owns no selection and
 //                                           copies TEXT to CLIPBOARD on Ctrl+C
+//   talvo_test_target window TEXT none      "talvo-test-quiet": owns no selection
+//                                           and has nothing to copy
 //   talvo_test_target own-clipboard         owns CLIPBOARD with three formats
 //                                           (text/plain, text/html, binary)
 //   talvo_test_target grab-alt-d            holds Alt+D as a global shortcut,
@@ -30,14 +32,18 @@ namespace {
 
 class Target : public QWidget {
   public:
-    Target(const QString& text, bool copyOnly) : m_text(text), m_copyOnly(copyOnly) {
-        setWindowTitle(QStringLiteral("talvo-test-target"));
+    enum class Mode { primary, copy, none };
+
+    Target(const QString& text, Mode mode)
+        : m_text(text), m_copyOnly(mode != Mode::primary), m_copies(mode == Mode::copy) {
+        setWindowTitle(mode == Mode::none ? QStringLiteral("talvo-test-quiet")
+                                          : QStringLiteral("talvo-test-target"));
         auto* layout = new QVBoxLayout(this);
         m_edit = new QLineEdit(text);
         QFont f = m_edit->font();
         f.setPixelSize(28);
         m_edit->setFont(f);
-        m_edit->setReadOnly(copyOnly);
+        m_edit->setReadOnly(m_copyOnly);
         layout->addWidget(m_edit);
         resize(360, 90);
         move(60, 80);
@@ -46,7 +52,11 @@ class Target : public QWidget {
 
     void ready() {
         m_edit->setFocus();
-        m_edit->selectAll();
+        if (m_copyOnly && !m_copies) {
+            m_edit->deselect();  // nothing selected: its Ctrl+C copies nothing
+        } else {
+            m_edit->selectAll();
+        }
         QClipboard* c = QGuiApplication::clipboard();
         if (m_copyOnly) {
             c->clear(QClipboard::Selection);
@@ -67,7 +77,7 @@ class Target : public QWidget {
                     static_cast<int>(k->modifiers()));
         std::fflush(stdout);
         bool copy = k->key() == Qt::Key_C && (k->modifiers() & Qt::ControlModifier);
-        if (copy && m_copyOnly) {
+        if (copy && m_copies) {
             QGuiApplication::clipboard()->setText(m_text, QClipboard::Clipboard);
             std::printf("copied\n");
             std::fflush(stdout);
@@ -79,6 +89,7 @@ class Target : public QWidget {
   private:
     QString m_text;
     bool m_copyOnly;
+    bool m_copies;
     QLineEdit* m_edit = nullptr;
 };
 
@@ -127,10 +138,14 @@ int main(int argc, char** argv) {
         return QApplication::exec();
     }
     if (args.size() < 4 || args[1] != QLatin1String("window")) {
-        std::fprintf(stderr, "usage: talvo_test_target window TEXT primary|copy | own-clipboard\n");
+        std::fprintf(stderr,
+                     "usage: talvo_test_target window TEXT primary|copy|none | own-clipboard\n");
         return 2;
     }
-    Target target(args[2], args[3] == QLatin1String("copy"));
+    const Target::Mode mode = args[3] == QLatin1String("copy")   ? Target::Mode::copy
+                              : args[3] == QLatin1String("none") ? Target::Mode::none
+                                                                 : Target::Mode::primary;
+    Target target(args[2], mode);
     target.show();
     target.activateWindow();
     QTimer::singleShot(100, &target, [&target] { target.ready(); });

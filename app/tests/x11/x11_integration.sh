@@ -14,7 +14,7 @@ target=$2
 dict=$3
 artifacts=$4
 
-for tool in Xvfb xdotool xclip trayer import; do
+for tool in Xvfb xdotool xclip trayer import xterm; do
     if ! command -v "$tool" >/dev/null; then
         echo "SKIP: $tool is not installed"
         exit 77
@@ -138,6 +138,61 @@ done
     fail "binary format changed"
 xdotool key Escape
 wait_gone '^Talvo — 數' || fail "Escape did not close the second popup"
+
+step "a PRIMARY left over from earlier work is not looked up again"
+"$target" window "無" none >"$work/quiet.log" 2>&1 &
+pids+=($!)
+wait_line "$work/quiet.log" ready || fail "quiet target did not start"
+# After the window: it gives up any PRIMARY as it starts.
+xclip -selection primary <<<"天"
+quiet=$(wait_window '^talvo-test-quiet$') || fail "no quiet window"
+xdotool windowfocus --sync "$quiet"
+sleep 1.2  # past the key-repeat window of the last press
+xdotool key alt+d
+wait_window '^Talvo — 天' >/dev/null || fail "a PRIMARY taken since the last lookup was not read"
+xdotool key Escape
+wait_gone '^Talvo — 天' || fail "Escape did not close the 天 popup"
+xdotool windowfocus --sync "$quiet"
+sleep 1.2
+xdotool key alt+d
+wait_window '^Talvo — Không đọc được vùng chọn' >/dev/null ||
+    fail "the stale PRIMARY was looked up again: $(xdotool search --onlyvisible --name '^Talvo — ' getwindowname %@ 2>/dev/null)"
+wait_line "$work/quiet.log" "^key C mods 67108864$" || fail "outside a terminal the copy was not tried"
+xdotool key Escape
+
+step "a terminal the class list does not know: never a keystroke, PRIMARY only"
+# xterm under another name and class: only the pseudo-terminal master it
+# holds says it is a terminal. The program in it traps SIGINT.
+cp "$(command -v xterm)" "$work/footerm"
+printf 'trap "echo INT >>%s" INT\nprintf "\\344\\271\\213\\n"\nwhile :; do sleep 0.1; done\n' \
+    "$work/trap.log" >"$work/trapped.sh"
+pkill -x xclip  # nothing selected anywhere now
+LANG=C.UTF-8 LC_ALL=C.UTF-8 "$work/footerm" -class Footerm -name footerm -title footerm \
+    -geometry 30x4+60+300 -fa 'Noto Sans Mono CJK SC' -fs 18 -e bash "$work/trapped.sh" \
+    >"$work/footerm.log" 2>&1 &
+pids+=($!)
+term=$(wait_window '^footerm$') || fail "the terminal did not open"
+sleep 0.5
+xdotool windowfocus --sync "$term"
+sleep 1.2
+xdotool key alt+d
+wait_window '^Talvo — Không đọc được vùng chọn' >/dev/null || fail "no message for a terminal without a selection"
+xdotool key Escape
+sleep 0.3
+[[ ! -s $work/trap.log ]] || fail "the program in the terminal got SIGINT"
+eval "$(xdotool getwindowgeometry --shell "$term")"
+xdotool mousemove $((X + 30)) $((Y + 16)) click --repeat 3 --delay 80 1  # select the first line
+sleep 0.3
+[[ $(xclip -o -selection primary 2>/dev/null) == "之" ]] || fail "the terminal's selection is '$(xclip -o -selection primary 2>/dev/null)'"
+xdotool windowfocus --sync "$term"
+sleep 1.2
+xdotool key alt+d
+wait_window '^Talvo — 之' >/dev/null || fail "no popup for the terminal's selection"
+sleep 0.3
+import -window root "$artifacts/popup-terminal.png"
+xdotool key Escape
+sleep 0.3
+[[ ! -s $work/trap.log ]] || fail "the program in the terminal got SIGINT"
 
 step "a second launch opens Settings; a new shortcut is recorded"
 "$talvo" >"$work/talvo2.log" 2>&1 || fail "second launch failed"

@@ -11,6 +11,7 @@ namespace talvo {
 class FakeSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return primary; }
+    bool focusIsTerminal() override { return terminal; }
     bool modifiersHeld() override { return modifiersHeldNow ? modifiersHeldNow() : false; }
     void postCopyKeystroke() override {
         ++copyKeystrokes;
@@ -22,6 +23,7 @@ class FakeSelectionBackend : public SelectionBackend {
     void restoreFocus(uint64_t window) override { restoredFocus = window; }
 
     std::optional<std::string> primary;
+    bool terminal = false;
     std::function<bool()> modifiersHeldNow;
     std::function<void()> onCopyKeystroke;
     int copyKeystrokes = 0;

@@ -11,6 +11,8 @@ namespace talvo {
 class MacSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return std::nullopt; }
+    // Terminal.app and iTerm copy with Command-C, which signals nothing.
+    bool focusIsTerminal() override { return false; }
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;  // the frontmost application's process id

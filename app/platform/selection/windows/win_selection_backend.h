@@ -10,6 +10,8 @@ namespace talvo {
 class WinSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return std::nullopt; }
+    // Recognising consoles on Windows is not written yet.
+    bool focusIsTerminal() override { return false; }
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;

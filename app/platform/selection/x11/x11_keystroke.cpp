@@ -31,7 +31,7 @@ void releaseHeldModifiers(Display* dpy) {
 
 }  // namespace
 
-bool postCopyKeystroke(void* display, bool withShift) {
+bool postCopyKeystroke(void* display) {
     auto* dpy = static_cast<Display*>(display);
     int eventBase = 0;
     int errorBase = 0;
@@ -43,20 +43,13 @@ bool postCopyKeystroke(void* display, bool withShift) {
     XUngrabKeyboard(dpy, CurrentTime);
     releaseHeldModifiers(dpy);
     KeyCode control = XKeysymToKeycode(dpy, XK_Control_L);
-    KeyCode shift = XKeysymToKeycode(dpy, XK_Shift_L);
     KeyCode c = XKeysymToKeycode(dpy, XK_c);
     if (control == 0 || c == 0) {
         return false;
     }
     XTestFakeKeyEvent(dpy, control, True, CurrentTime);
-    if (withShift && shift != 0) {
-        XTestFakeKeyEvent(dpy, shift, True, CurrentTime);
-    }
     XTestFakeKeyEvent(dpy, c, True, CurrentTime);
     XTestFakeKeyEvent(dpy, c, False, CurrentTime);
-    if (withShift && shift != 0) {
-        XTestFakeKeyEvent(dpy, shift, False, CurrentTime);
-    }
     XTestFakeKeyEvent(dpy, control, False, CurrentTime);
     XFlush(dpy);
     return true;

@@ -7,12 +7,12 @@
 
 namespace talvo::x11 {
 
-// Posts the copy keystroke through XTest to whatever holds keyboard focus:
-// our own keyboard grab (the shortcut's) is released first so the keys do
-// not come back to us, modifiers still held are released so the target does
-// not see Ctrl+Alt+C, and `withShift` adds Shift (terminals copy with
-// Ctrl+Shift+C). `display` is the toolkit's Xlib Display. False when XTest is
-// missing.
-bool postCopyKeystroke(void* display, bool withShift);
+// Posts Ctrl+C through XTest to whatever holds keyboard focus: our own
+// keyboard grab (the shortcut's) is released first so the keys do not come
+// back to us, and modifiers still held are released so the target does not
+// see Ctrl+Alt+C. Never aim it at a terminal: there it is SIGINT, and even
+// Ctrl+Shift+C reached a trapped program in xterm. `display` is the
+// toolkit's Xlib Display. False when XTest is missing.
+bool postCopyKeystroke(void* display);
 
 }  // namespace talvo::x11

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/platform/selection/linux/terminal_process.h"
 #include "app/platform/selection/x11/x11_keystroke.h"
 #include "core/ui/terminal_windows.h"
 
@@ -38,11 +39,30 @@ std::unique_ptr<X11SelectionBackend> X11SelectionBackend::create() {
 }
 
 X11SelectionBackend::X11SelectionBackend(xcb_connection_t* connection, void* display, uint32_t root)
-    : m_connection(connection), m_display(display), m_root(root) {}
+    : m_connection(connection), m_display(display), m_root(root) {
+    static const char kPid[] = "_NET_WM_PID";
+    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+        m_connection, xcb_intern_atom(m_connection, 0, sizeof kPid - 1, kPid), nullptr);
+    if (atom) {
+        m_pidAtom = atom->atom;
+        std::free(atom);
+    }
+    // The toolkit hears of every new PRIMARY owner through XFixes.
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::selectionChanged, &m_context,
+                     [this] { ++m_primaryChanges; });
+}
 
 std::optional<std::string> X11SelectionBackend::primarySelection() {
     QClipboard* clipboard = QGuiApplication::clipboard();
     if (!clipboard->supportsSelection()) {
+        return std::nullopt;
+    }
+    // Current means taken since the previous lookup, or held by the window
+    // the user is in; a selection left in another program an hour ago is
+    // not what the shortcut asks about.
+    const bool changed = m_primaryChanges != m_primaryChangesSeen;
+    m_primaryChangesSeen = m_primaryChanges;
+    if (!changed && !primaryOwnedByFocusedClient()) {
         return std::nullopt;
     }
     const QMimeData* data = clipboard->mimeData(QClipboard::Selection);
@@ -67,22 +87,56 @@ bool X11SelectionBackend::modifiersHeld() {
     return held;
 }
 
-void X11SelectionBackend::postCopyKeystroke() {
-    bool terminal = false;
-    if (auto focus = static_cast<uint32_t>(focusedWindow())) {
-        // WM_CLASS holds the instance and the class name; either may say terminal.
-        std::string names = windowClass(focus);
-        std::string_view rest = names;
-        while (!terminal) {
-            size_t end = rest.find('\0');
-            terminal = isTerminalWindowClass(rest.substr(0, end));
-            if (end == std::string_view::npos) {
-                break;
-            }
-            rest.remove_prefix(end + 1);
-        }
+bool X11SelectionBackend::focusIsTerminal() {
+    const auto focus = static_cast<uint32_t>(focusedWindow());
+    if (!focus) {
+        return false;
     }
-    x11::postCopyKeystroke(m_display, terminal);
+    // WM_CLASS holds the instance and the class name; either may say terminal.
+    const std::string names = windowClass(focus);
+    std::string_view rest = names;
+    for (;;) {
+        const size_t end = rest.find('\0');
+        if (isTerminalWindowClass(rest.substr(0, end))) {
+            return true;
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        rest.remove_prefix(end + 1);
+    }
+    // Terminals the list does not know (an editor's own terminal, a new
+    // emulator) still hold a pseudo-terminal master.
+    return linuxproc::isTerminalProcess(windowPid(focus));
+}
+
+void X11SelectionBackend::postCopyKeystroke() {
+    if (focusIsTerminal()) {
+        return;
+    }
+    x11::postCopyKeystroke(m_display);
+}
+
+bool X11SelectionBackend::primaryOwnedByFocusedClient() {
+    const auto focus = static_cast<uint32_t>(focusedWindow());
+    if (!focus) {
+        return false;
+    }
+    xcb_get_selection_owner_reply_t* reply = xcb_get_selection_owner_reply(
+        m_connection, xcb_get_selection_owner(m_connection, XCB_ATOM_PRIMARY), nullptr);
+    if (!reply) {
+        return false;
+    }
+    const uint32_t owner = reply->owner;
+    std::free(reply);
+    if (owner == XCB_NONE) {
+        return false;
+    }
+    // Toolkits own selections through a window of their own, not the one
+    // with focus; every window of one client shares the bits outside the
+    // resource-id mask.
+    const uint32_t clientBits = ~xcb_get_setup(m_connection)->resource_id_mask;
+    return (owner & clientBits) == (focus & clientBits);
 }
 
 uint64_t X11SelectionBackend::focusedWindow() {
@@ -119,20 +173,38 @@ void X11SelectionBackend::restoreFocus(uint64_t window) {
 }
 
 std::string X11SelectionBackend::windowClass(uint32_t window) {
-    xcb_atom_t wmClass = XCB_ATOM_WM_CLASS;
+    std::string value = ancestorProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING);
+    while (!value.empty() && value.back() == '\0') {
+        value.pop_back();
+    }
+    return value;
+}
+
+int X11SelectionBackend::windowPid(uint32_t window) {
+    if (!m_pidAtom) {
+        return 0;
+    }
+    const std::string value = ancestorProperty(window, m_pidAtom, XCB_ATOM_CARDINAL);
+    if (value.size() < sizeof(uint32_t)) {
+        return 0;
+    }
+    uint32_t pid = 0;
+    std::memcpy(&pid, value.data(), sizeof pid);
+    return pid > 0 && pid < (1u << 22) ? static_cast<int>(pid) : 0;  // Linux's PID limit
+}
+
+std::string X11SelectionBackend::ancestorProperty(uint32_t window, uint32_t property,
+                                                  uint32_t type) {
     for (int depth = 0; depth < kMaxTreeDepth && window != XCB_NONE && window != m_root; ++depth) {
         xcb_get_property_reply_t* prop = xcb_get_property_reply(
-            m_connection,
-            xcb_get_property(m_connection, 0, window, wmClass, XCB_ATOM_STRING, 0, 256), nullptr);
+            m_connection, xcb_get_property(m_connection, 0, window, property, type, 0, 256),
+            nullptr);
         if (prop) {
             int length = xcb_get_property_value_length(prop);
             if (length > 0) {
                 std::string value(static_cast<const char*>(xcb_get_property_value(prop)),
                                   static_cast<size_t>(length));
                 std::free(prop);
-                while (!value.empty() && value.back() == '\0') {
-                    value.pop_back();
-                }
                 return value;
             }
             std::free(prop);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <memory>
 #include <string>
 
@@ -18,6 +19,7 @@ class X11SelectionBackend : public SelectionBackend {
     static std::unique_ptr<X11SelectionBackend> create();
 
     std::optional<std::string> primarySelection() override;
+    bool focusIsTerminal() override;
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;
@@ -25,14 +27,27 @@ class X11SelectionBackend : public SelectionBackend {
 
     // WM_CLASS (instance and class) of the top-level window holding `window`.
     std::string windowClass(uint32_t window);
+    // _NET_WM_PID of the top-level window holding `window`; 0 when unset.
+    int windowPid(uint32_t window);
 
   private:
     X11SelectionBackend(xcb_connection_t* connection, void* display, uint32_t root);
     bool isOurs(uint32_t window) const;
+    // The first value of `property` (of `type`) on `window` or the nearest
+    // ancestor that has it, as raw bytes; empty when none has it.
+    std::string ancestorProperty(uint32_t window, uint32_t property, uint32_t type);
+    // Whether PRIMARY's owner is a window of the client that has focus.
+    bool primaryOwnedByFocusedClient();
 
     xcb_connection_t* m_connection;
     void* m_display;
     uint32_t m_root;
+    uint32_t m_pidAtom = 0;
+    // PRIMARY changes seen through the toolkit (XFixes), and how many of
+    // them the previous lookup had already seen.
+    uint64_t m_primaryChanges = 0;
+    uint64_t m_primaryChangesSeen = 0;
+    QObject m_context;  // owns the connection to the clipboard's signal
 };
 
 }  // namespace talvo

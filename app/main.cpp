@@ -42,6 +42,13 @@ int main(int argc, char** argv) {
         at >= 0 && at + 1 < QCoreApplication::arguments().size()) {
         request = openAtStart = QCoreApplication::arguments().at(at + 1).toUtf8();
     }
+    // `talvo --lookup` runs the shortcut's action in the running program (or
+    // starts one that runs it): the command a desktop binds a key to where
+    // no program may grab keys for itself (Wayland without the shortcuts
+    // portal: sway, older GNOME).
+    if (QCoreApplication::arguments().contains(QStringLiteral("--lookup"))) {
+        request = openAtStart = "lookup";
+    }
     talvo::SingleInstance instance(talvo::SingleInstance::defaultName());
     if (!instance.claim(request)) {
         return 0;

@@ -183,7 +183,9 @@ void AppController::quit() {
 }
 
 void AppController::handleRequest(const QByteArray& request) {
-    if (request == "settings") {
+    if (request == "lookup") {
+        m_road->handleHotkey();
+    } else if (request == "settings") {
         openSettings();
     } else if (request == "study") {
         m_study->openStudy();

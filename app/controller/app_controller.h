@@ -73,7 +73,8 @@ class AppController : public QObject {
     void showAbout();
     void checkForUpdates();
     void quit();
-    // A request from a second launch ("settings": open the Settings window).
+    // A request from a second launch: "lookup" runs the shortcut's action,
+    // "settings", "study", "profile", "lessons" and "quiz" open that window.
     void handleRequest(const QByteArray& request);
 
     QString appVersion() const;

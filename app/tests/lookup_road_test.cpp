@@ -84,6 +84,27 @@ TEST(LookupFlowTest, SelectionDecidesForwardReverseOrMessage) {
     EXPECT_TRUE(shownMessage(c).startsWith(QStringLiteral("Chưa cấp quyền Accessibility")));
 }
 
+TEST(LookupFlowTest, TheLookupCommandRunsTheShortcutsAction) {
+    // `talvo --lookup` reaches the running program as a "lookup" request:
+    // what a desktop binds a key to where no program may grab one.
+    AppFixture f;
+    AppController& c = f.start();
+    f.selection->primary = "傷寒";
+    c.handleRequest("lookup");
+    QApplication::processEvents();
+    PopupView* v = lookupView(c);
+    ASSERT_NE(v, nullptr);
+    EXPECT_EQ(c.lookupRoad().lastChars(), (std::vector<std::string>{"傷", "寒"}));
+
+    // In a terminal with nothing selected: the message, and no keystroke.
+    f.selection->primary.reset();
+    f.selection->terminal = true;
+    c.handleRequest("lookup");
+    QApplication::processEvents();
+    EXPECT_EQ(shownMessage(c), QStringLiteral("Không đọc được vùng chọn. Thử lại."));
+    EXPECT_EQ(f.selection->copyKeystrokes, 0);
+}
+
 TEST(LookupFlowTest, ASecondPressDuringCaptureIsDropped) {
     AppFixture f;
     AppController& c = f.start();

@@ -1,6 +1,6 @@
 // Recognising a terminal emulator by the process behind a window.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>

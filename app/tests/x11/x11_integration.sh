@@ -194,6 +194,13 @@ xdotool key Escape
 sleep 0.3
 [[ ! -s $work/trap.log ]] || fail "the program in the terminal got SIGINT"
 
+step "talvo --lookup does what the shortcut does"
+xdotool windowfocus --sync "$term"
+"$talvo" --lookup >"$work/lookup-command.log" 2>&1 || fail "talvo --lookup failed"
+wait_window '^Talvo — 之' >/dev/null || fail "talvo --lookup showed no popup"
+kill -0 "$talvo_pid" || fail "the first program ended"
+xdotool key Escape
+
 step "a second launch opens Settings; a new shortcut is recorded"
 "$talvo" >"$work/talvo2.log" 2>&1 || fail "second launch failed"
 settings=$(wait_window '^Talvo — Cài đặt$') || fail "Settings did not open"

@@ -20,6 +20,8 @@ pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib>=0.11)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   find_package(X11 REQUIRED COMPONENTS Xtst)
   pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-keysyms)
+  # Only to list the compositor's globals: which selection protocols it offers.
+  pkg_check_modules(WAYLAND_CLIENT REQUIRED IMPORTED_TARGET wayland-client>=1.21)
 endif()
 
 if(TALVO_BUILD_TESTS)

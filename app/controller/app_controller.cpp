@@ -88,6 +88,7 @@ void AppController::launch() {
         }
     }
     ensureAccessibility();
+    explainSessionLimits();
     m_hotkey->onTrigger = [this] { m_road->handleHotkey(); };
     m_hotkey->registerCombo(m_currentCombo);
     m_settingsWindow->onRecordingChanged = [this](bool recording) {
@@ -111,6 +112,26 @@ void AppController::ensureAccessibility() {
     }
     m_env.alerts->show(m_l10n->text(msg::kAccessibilityRequiredTitle),
                        m_l10n->text(msg::kAccessibilityRequiredText));
+}
+
+void AppController::explainSessionLimits() {
+    auto once = [this](const char* key, const Tr& title, const QString& text) {
+        if (m_env.settings->contains(key)) {
+            return;
+        }
+        m_env.settings->setString(key, "shown");
+        m_env.alerts->show(m_l10n->text(title), text, Alerts::Style::Information);
+    };
+    if (m_env.platform.shortcutByCommand) {
+        const QString command =
+            QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup");
+        once("notice.commandShortcut", msg::kCommandShortcutTitle,
+             m_l10n->format(msg::kCommandShortcutText, command));
+    }
+    if (m_env.platform.selectionHidden) {
+        once("notice.selectionHidden", msg::kSelectionHiddenTitle,
+             m_l10n->text(msg::kSelectionHiddenText));
+    }
 }
 
 void AppController::showLaunchNotification() {

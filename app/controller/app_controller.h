@@ -97,6 +97,8 @@ class AppController : public QObject {
 
   private:
     void ensureAccessibility();
+    // What this session cannot do, said once per machine account.
+    void explainSessionLimits();
     void showLaunchNotification();
     void scheduleStudyReminder();
 

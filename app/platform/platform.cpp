@@ -8,8 +8,10 @@
 #include "app/platform/trust/fake/fake_trust.h"
 
 #if defined(TALVO_PLATFORM_X11)
+#include "app/platform/hotkey/wayland/command_hotkey_backend.h"
 #include "app/platform/hotkey/x11/x11_hotkey_backend.h"
 #include "app/platform/notifications/x11/freedesktop_notifier.h"
+#include "app/platform/selection/wayland/wayland_selection_backend.h"
 #include "app/platform/selection/x11/x11_selection_backend.h"
 #include "app/platform/trust/always_trusted.h"
 #elif defined(TALVO_PLATFORM_MACOS)
@@ -60,6 +62,23 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
             b.name = QStringLiteral("x11");
             return b;
         }
+    }
+    if (platform == QLatin1String("wayland")) {
+        PlatformBackends b;
+        b.hotkey = std::make_unique<CommandHotkeyBackend>();
+        b.shortcutByCommand = true;
+        if (auto selection = WaylandSelectionBackend::create()) {
+            b.selection = std::move(selection);
+        } else {
+            // GNOME offers no data-control: nothing can be read unfocused.
+            b.selection = std::make_unique<HiddenSelectionBackend>();
+            b.selectionHidden = true;
+        }
+        b.clipboard = std::make_unique<QtClipboardAccess>();
+        b.trust = std::make_unique<AlwaysTrusted>();
+        b.notifier = std::make_unique<FreedesktopNotifier>(std::move(fallbackNotice));
+        b.name = QStringLiteral("wayland");
+        return b;
     }
 #elif defined(TALVO_PLATFORM_MACOS)
     if (platform == QLatin1String("cocoa")) {

@@ -18,13 +18,18 @@ struct PlatformBackends {
     std::unique_ptr<ClipboardAccess> clipboard;
     std::unique_ptr<AccessibilityTrust> trust;
     std::unique_ptr<Notifier> notifier;
-    QString name;  // "x11", "macos", "windows" or "fake"
+    QString name;  // "x11", "wayland", "macos", "windows" or "fake"
+    // What this session cannot do, for the notices the program shows once.
+    // No global key of our own: the desktop must run `talvo --lookup`.
+    bool shortcutByCommand = false;
+    // The compositor lets no program read the selection in the background.
+    bool selectionHidden = false;
 };
 
 // The one place that picks the backends: by the toolkit's platform ("xcb" on
-// X11 and XWayland, "cocoa", "windows"); TALVO_PLATFORM=fake forces the fakes,
-// which are also what any other platform (offscreen, a Wayland session without
-// XWayland) gets: a program that runs but cannot see other windows.
+// X11, "wayland" in a Wayland session, "cocoa", "windows"); TALVO_PLATFORM=fake
+// forces the fakes (tests), which are also what a platform without windows
+// (offscreen) gets: a program that runs but cannot see other windows.
 // `fallbackNotice` shows a notice where the desktop has no notification
 // service (the tray's balloon). Call after the QApplication exists.
 PlatformBackends createPlatformBackends(

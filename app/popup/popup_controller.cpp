@@ -3,6 +3,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QTimer>
 
 #include "app/platform/clipboard_access.h"
 #include "app/platform/selection/selection_backend.h"
@@ -11,6 +12,11 @@
 #include "core/ui/popup_geometry.h"
 
 namespace talvo {
+
+namespace {
+// How long a compositor takes to map a new window, with room to spare.
+constexpr int kWaylandMapDelayMs = 400;
+}  // namespace
 
 namespace {
 
@@ -94,8 +100,24 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
         }
     };
     m_panel = panel;
-    positionAtMouse(panel, size);
+    const bool wayland = QGuiApplication::platformName() == QLatin1String("wayland");
+    if (wayland) {
+        // No program places its own windows on Wayland, nor knows where the
+        // pointer is: the compositor centres the panel. A size fixed at the
+        // first showing makes a tiling compositor float it like a dialog;
+        // the user may resize it after that.
+        panel->setFixedSize(size);
+    } else {
+        positionAtMouse(panel, size);
+    }
     panel->show();
+    if (wayland) {
+        // Once the compositor has mapped it (and chosen to float it).
+        QTimer::singleShot(kWaylandMapDelayMs, panel, [panel] {
+            panel->setMinimumSize(0, 0);
+            panel->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+        });
+    }
     panel->raise();
     panel->activateWindow();
     // The card itself holds focus, so a stray Space or Return presses no button.

@@ -14,9 +14,9 @@ SelectionResult SelectionReader::read(double timeout) {
     if (auto primary = m_backend.primarySelection(); primary && !primary->empty()) {
         return {std::move(primary), SelectionError::timedOut};
     }
-    // A terminal is read through PRIMARY only: any copy keystroke risks a
-    // signal to the program running in it.
-    if (m_backend.focusIsTerminal()) {
+    // A terminal is read through PRIMARY only (any copy keystroke risks a
+    // signal to the program running in it), and so is every window on Wayland.
+    if (!m_backend.copyKeystrokeAllowed()) {
         return {std::nullopt, SelectionError::timedOut};
     }
 

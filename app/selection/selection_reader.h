@@ -31,7 +31,8 @@ class SelectionReader {
     SelectionReader(SelectionBackend& backend, ClipboardAccess& clipboard, EventPump& pump);
 
     // A current, non-empty PRIMARY selection is the answer at once. Without
-    // one, a terminal's lookup ends there (timedOut). Otherwise the
+    // one, a window that may not be asked to copy (a terminal, any window on
+    // Wayland) ends the lookup there (timedOut). Otherwise the
     // clipboard is saved, the user's modifiers get up to 0.4 s to come up,
     // the copy keystroke is posted and the clipboard watched for `timeout`
     // seconds; whenever it changed, its saved contents are put back before

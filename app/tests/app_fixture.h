@@ -78,6 +78,8 @@ class AppFixture {
         e.platform.clipboard = std::move(clipboardBackend);
         e.platform.trust = std::move(trustBackend);
         e.platform.notifier = std::move(notifierBackend);
+        e.platform.shortcutByCommand = shortcutByCommand;
+        e.platform.selectionHidden = selectionHidden;
         e.pump = std::move(pumpBackend);
         e.online = online;
         notifier->granted = notificationsAllowed;
@@ -109,6 +111,8 @@ class AppFixture {
     LessonsService* lessons = nullptr;  // the lessons feed, when a test gives one
     DeckEvents deck;
     std::unique_ptr<AppStores> stores;
+    bool shortcutByCommand = false;  // the session limits start() reports
+    bool selectionHidden = false;
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;

@@ -19,18 +19,19 @@ class SelectionBackend {
     // one lookup: it marks what later calls count as new.
     virtual std::optional<std::string> primarySelection() = 0;
 
-    // Whether the focused window is a terminal, by its window class or by
-    // the process behind it. A terminal never gets a copy keystroke: Ctrl+C
-    // would interrupt the program running in it.
-    virtual bool focusIsTerminal() = 0;
+    // Whether the focused window may be asked to copy with a synthetic
+    // keystroke. Never a terminal (recognised by its window class or by the
+    // process behind it): Ctrl+C would interrupt the program running in it.
+    // Never on Wayland, where synthetic input does not reach other programs.
+    virtual bool copyKeystrokeAllowed() = 0;
 
     // Whether Shift, Control, Alt/Option or Super/Command is held right now.
     virtual bool modifiersHeld() = 0;
 
     // Makes the focused application copy its selection to the clipboard with
     // a synthetic Ctrl+C (Command-C on macOS), after letting go of our own
-    // keyboard grab and of modifiers the user still holds. Does nothing when
-    // the focused window is a terminal.
+    // keyboard grab and of modifiers the user still holds. Does nothing where
+    // copyKeystrokeAllowed() says no.
     virtual void postCopyKeystroke() = 0;
 
     // The window holding keyboard focus (0: none), and giving it back after

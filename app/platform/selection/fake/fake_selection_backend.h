@@ -11,7 +11,7 @@ namespace talvo {
 class FakeSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return primary; }
-    bool focusIsTerminal() override { return terminal; }
+    bool copyKeystrokeAllowed() override { return !terminal; }
     bool modifiersHeld() override { return modifiersHeldNow ? modifiersHeldNow() : false; }
     void postCopyKeystroke() override {
         ++copyKeystrokes;

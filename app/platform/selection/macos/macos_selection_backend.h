@@ -12,7 +12,7 @@ class MacSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return std::nullopt; }
     // Terminal.app and iTerm copy with Command-C, which signals nothing.
-    bool focusIsTerminal() override { return false; }
+    bool copyKeystrokeAllowed() override { return true; }
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;  // the frontmost application's process id

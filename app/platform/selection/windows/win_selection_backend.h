@@ -11,7 +11,7 @@ class WinSelectionBackend : public SelectionBackend {
   public:
     std::optional<std::string> primarySelection() override { return std::nullopt; }
     // Recognising consoles on Windows is not written yet.
-    bool focusIsTerminal() override { return false; }
+    bool copyKeystrokeAllowed() override { return true; }
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;

@@ -19,12 +19,15 @@ class X11SelectionBackend : public SelectionBackend {
     static std::unique_ptr<X11SelectionBackend> create();
 
     std::optional<std::string> primarySelection() override;
-    bool focusIsTerminal() override;
+    bool copyKeystrokeAllowed() override { return !focusIsTerminal(); }
     bool modifiersHeld() override;
     void postCopyKeystroke() override;
     uint64_t focusedWindow() override;
     void restoreFocus(uint64_t window) override;
 
+    // Whether the focused window is a terminal: its WM_CLASS is one
+    // terminals use, or its process holds a pseudo-terminal master.
+    bool focusIsTerminal();
     // WM_CLASS (instance and class) of the top-level window holding `window`.
     std::string windowClass(uint32_t window);
     // _NET_WM_PID of the top-level window holding `window`; 0 when unset.

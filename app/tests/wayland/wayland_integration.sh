@@ -1,0 +1,170 @@
+#!/usr/bin/env bash
+# The desktop program in a real Wayland session: a headless sway (with a
+# tray host), a selection held in PRIMARY by another client, and the lookup
+# triggered by `talvo --lookup` and by a key bound in the compositor. Checks
+# the one-time notice, the panel's title, that CLIPBOARD is never touched,
+# that nothing selected (or a selection left from before) gives the message,
+# and saves screenshots into ARTIFACTS.
+#
+# sway refuses to run as root: as root, the session runs as nobody.
+#
+# usage: wayland_integration.sh TALVO DICT ARTIFACTS
+# exit: 0 passed, 1 failed, 77 skipped (tools missing, or the compositor
+# cannot start here)
+set -uo pipefail
+
+talvo=$1
+dict=$2
+artifacts=$3
+
+if [[ ${1:-} == --inner ]]; then
+    shift
+    talvo=$1 dict=$2 work=$3
+    # ---- inside the session, as the compositor's user --------------------
+    export HOME=$work/home XDG_CONFIG_HOME=$work/home/config XDG_DATA_HOME=$work/home/data
+    export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict
+    export QT_QPA_PLATFORM=wayland WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1
+    export WLR_RENDERER=pixman
+    unset DISPLAY WAYLAND_DISPLAY TALVO_PLATFORM TALVO_DATA_DIR
+    mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR" "$work/shots"
+    chmod 700 "$XDG_RUNTIME_DIR"
+    pids=()
+    trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null' EXIT
+    fail() { echo "FAIL: $*"; grim "$work/shots/failure-wayland.png" 2>/dev/null; tail -n 20 "$work"/*.log; exit 1; }
+    step() { echo "== $*"; }
+    # The name of the window whose title matches (a jq-free walk of the tree).
+    window() {
+        swaymsg -t get_tree 2>/dev/null | python3 -c '
+import json, re, sys
+def walk(n):
+    for c in n.get("nodes", []) + n.get("floating_nodes", []):
+        if c.get("name") and re.search(sys.argv[1], c["name"]) and c.get("visible", True):
+            print(c["type"], c["name"])
+        walk(c)
+walk(json.load(sys.stdin))' "$1"
+    }
+    wait_window() {
+        for _ in $(seq 80); do
+            found=$(window "$1")
+            [[ -n $found ]] && { echo "$found"; return 0; }
+            sleep 0.1
+        done
+        return 1
+    }
+    wait_gone() {
+        for _ in $(seq 60); do
+            [[ -z $(window "$1") ]] && return 0
+            sleep 0.1
+        done
+        return 1
+    }
+    cat >"$work/sway.conf" <<CONF
+xwayland disable
+output HEADLESS-1 resolution 1280x800 position 0 0
+bar { tray_output * }
+bindsym Mod1+d exec $talvo --lookup
+CONF
+    step "headless sway"
+    sway -c "$work/sway.conf" >"$work/sway.log" 2>&1 &
+    pids+=($!)
+    for _ in $(seq 100); do
+        [[ -S $XDG_RUNTIME_DIR/wayland-1 ]] && break
+        sleep 0.05
+    done
+    if [[ ! -S $XDG_RUNTIME_DIR/wayland-1 ]]; then
+        echo "SKIP: sway did not start: $(tail -n 3 "$work/sway.log")"
+        exit 77
+    fi
+    export WAYLAND_DISPLAY=wayland-1
+    export SWAYSOCK=$(ls "$XDG_RUNTIME_DIR"/sway-ipc.*.sock 2>/dev/null | head -n 1)
+    [[ -S $SWAYSOCK ]] || { echo "SKIP: no sway IPC socket"; exit 77; }
+
+    step "the user's clipboard, which no lookup may change"
+    wl-copy --foreground "the user's clipboard" >"$work/clipboard.log" 2>&1 &
+    pids+=($!)
+
+    step "talvo starts and says once how to give it a shortcut"
+    "$talvo" >"$work/talvo.log" 2>&1 &
+    pids+=($!)
+    wait_window '^Talvo$' >/dev/null || fail "no notice about the shortcut"
+    sleep 0.3
+    grim "$work/shots/wayland-notice.png"
+    wtype -s 150 -k Return
+    wait_gone '^Talvo$' || fail "the notice did not close"
+    for _ in $(seq 50); do
+        "$talvo" --ping >/dev/null 2>&1 && break
+        sleep 0.1
+    done
+    "$talvo" --ping >/dev/null 2>&1 || fail "talvo did not get ready"
+
+    step "talvo --lookup over a selection held by another client"
+    wl-copy --primary --foreground "傷寒論" >"$work/primary.log" 2>&1 &
+    primary=$!
+    pids+=($primary)
+    sleep 0.3
+    started=$(date +%s%N)
+    "$talvo" --lookup || fail "talvo --lookup failed"
+    found=$(wait_window '^Talvo — 傷寒論') || fail "no panel for 傷寒論"
+    echo "   panel mapped $(( ($(date +%s%N) - started) / 1000000 )) ms after the command"
+    [[ $found == "floating_con Talvo — 傷寒論 — Thương Hàn Luận" ]] || fail "panel: $found"
+    sleep 0.5
+    grim "$work/shots/wayland-panel.png"
+    wtype -s 150 -k Escape
+    wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the panel"
+
+    step "a key bound in the compositor runs the same lookup"
+    kill "$primary"
+    wl-copy --primary --foreground "數" >"$work/primary2.log" 2>&1 &
+    primary=$!
+    pids+=($primary)
+    sleep 0.3
+    wtype -s 150 -M alt d -m alt
+    wait_window '^Talvo — 數' >/dev/null || fail "the bound key showed no panel"
+    wtype -s 150 -k Escape
+    wait_gone '^Talvo — 數' || fail "Escape did not close the panel"
+
+    step "the same selection again, left from before: the message"
+    sleep 0.3
+    "$talvo" --lookup || fail "talvo --lookup failed"
+    wait_window '^Talvo — Không đọc được vùng chọn' >/dev/null || fail "a selection already looked up was read again"
+    wtype -s 150 -k Escape
+
+    step "nothing selected: the message"
+    kill "$primary"
+    sleep 0.3
+    "$talvo" --lookup || fail "talvo --lookup failed"
+    wait_window '^Talvo — Không đọc được vùng chọn' >/dev/null || fail "no message without a selection"
+    sleep 0.3
+    grim "$work/shots/wayland-message.png"
+    wtype -s 150 -k Escape
+
+    [[ $(wl-paste --no-newline 2>/dev/null) == "the user's clipboard" ]] ||
+        fail "CLIPBOARD changed: '$(wl-paste --no-newline 2>/dev/null)'"
+    echo "PASS"
+    exit 0
+fi
+
+# ---- outside: tools, a folder the session's user owns, the session -------
+for tool in sway swaymsg wl-copy wl-paste grim wtype dbus-run-session python3; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "SKIP: $tool is not installed"
+        exit 77
+    fi
+done
+[[ -f $dict ]] || { echo "FAIL: no dictionary at $dict"; exit 1; }
+mkdir -p "$artifacts"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+self=$(readlink -f "$0")
+inner=(dbus-run-session -- bash "$self" --inner "$talvo" "$dict" "$work")
+if [[ $(id -u) -eq 0 ]]; then
+    command -v setpriv >/dev/null || { echo "SKIP: setpriv is not installed"; exit 77; }
+    chown 65534:65534 "$work"
+    env -i PATH="$PATH" LANG=C.UTF-8 setpriv --reuid=65534 --regid=65534 --clear-groups "${inner[@]}"
+else
+    env -i PATH="$PATH" LANG=C.UTF-8 "${inner[@]}"
+fi
+status=$?
+cp "$work"/shots/*.png "$artifacts"/ 2>/dev/null
+exit $status

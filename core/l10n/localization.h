@@ -81,6 +81,28 @@ inline constexpr Tr kAccessibilityRequiredText{
     "請在「系統設定」→「隱私權與安全性」→「輔助使用」中授予權限，然後重新開啟 app。",
     "Grant access in System Settings → Privacy & Security → Accessibility, then reopen the app.",
 };
+// Desktop program: what a Wayland session does not allow, said once.
+inline constexpr Tr kCommandShortcutTitle{"Gán phím tắt cho Talvo", "為 Talvo 指定快捷鍵",
+                                          "Give Talvo a shortcut"};
+inline constexpr Tr kCommandShortcutText{
+    "Màn hình Wayland này không cho chương trình tự giữ phím tắt. Trong phần cài đặt bàn phím "
+    "của máy, hãy gán một phím (ví dụ Alt+D) cho lệnh:\n%@",
+    "此 Wayland 桌面不允許程式自行佔用快捷鍵。請在系統的鍵盤設定中，為以下指令指定一個按鍵"
+    "（例如 Alt+D）：\n%@",
+    "This Wayland desktop lets no program hold a shortcut of its own. In the system's keyboard "
+    "settings, bind a key (Alt+D, say) to this command:\n%@",
+};
+inline constexpr Tr kSelectionHiddenTitle{"Không đọc được vùng chọn ở đây",
+                                          "此桌面無法讀取選取的文字",
+                                          "The selection cannot be read here"};
+inline constexpr Tr kSelectionHiddenText{
+    "Màn hình này không cho chương trình đọc chữ đang chọn khi chương trình không có tiêu điểm, "
+    "nên Talvo chưa tra được chữ bạn chọn ở đây. Hãy dùng phiên X11 hoặc talvo-cli.",
+    "此桌面不允許沒有焦點的程式讀取選取的文字，因此 Talvo 暫時無法查詢您在此選取的文字。"
+    "請改用 X11 工作階段或 talvo-cli。",
+    "This desktop lets no program read the selection without having focus, so Talvo cannot "
+    "look up what you select here yet. Use an X11 session, or talvo-cli.",
+};
 inline constexpr Tr kLaunchTitle{"Talvo đang chạy", "Talvo 已啟動", "Talvo is running"};
 inline constexpr Tr kLaunchBody{
     "Ở thanh menu (墨). Bôi đen chữ Hán rồi bấm %@ để tra.",

@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 command -v clang-format >/dev/null || { echo "clang-format is not installed" >&2; exit 77; }
 git rev-parse --is-inside-work-tree >/dev/null 2>&1 || { echo "not a git checkout" >&2; exit 77; }
-mapfile -t files < <(git ls-files -- '*.h' '*.cpp' '*.mm')
+# New files count too: a file is formatted before its first commit.
+mapfile -t files < <(git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' '*.mm')
 if [[ ${1:-} == --fix ]]; then
   clang-format -i "${files[@]}"
   exit 0

@@ -26,8 +26,8 @@ WaylandSelectionBackend::WaylandSelectionBackend(QString wlPaste) : m_wlPaste(st
     // One line per change of PRIMARY (and one at once for what it holds now).
     QObject::connect(&m_watch, &QProcess::readyReadStandardOutput, &m_watch,
                      [this] { countChanges(); });
-    m_watch.start(m_wlPaste, {QStringLiteral("--primary"), QStringLiteral("--watch"),
-                              QStringLiteral("echo")});
+    m_watch.start(m_wlPaste,
+                  {QStringLiteral("--primary"), QStringLiteral("--watch"), QStringLiteral("echo")});
 }
 
 WaylandSelectionBackend::~WaylandSelectionBackend() {

@@ -64,6 +64,7 @@ AppController::AppController(AppEnvironment env, QObject* parent)
     services.saveToken = [this](const std::string& token) {
         return m_env.online.saveToken && m_env.online.saveToken(token);
     };
+    services.lookupCommand = lookupCommand();
     m_settingsWindow = std::make_unique<SettingsWindow>(*m_env.platform.hotkey, *m_l10n,
                                                         *m_env.settings, std::move(services));
     m_updater = std::make_unique<UpdateChecker>(*m_env.settings, m_env.online, m_env.version);
@@ -114,6 +115,13 @@ void AppController::ensureAccessibility() {
                        m_l10n->text(msg::kAccessibilityRequiredText));
 }
 
+QString AppController::lookupCommand() const {
+    if (!m_env.platform.shortcutByCommand) {
+        return {};
+    }
+    return QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup");
+}
+
 void AppController::explainSessionLimits() {
     auto once = [this](const char* key, const Tr& title, const QString& text) {
         if (m_env.settings->contains(key)) {
@@ -122,9 +130,7 @@ void AppController::explainSessionLimits() {
         m_env.settings->setString(key, "shown");
         m_env.alerts->show(m_l10n->text(title), text, Alerts::Style::Information);
     };
-    if (m_env.platform.shortcutByCommand) {
-        const QString command =
-            QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup");
+    if (const QString command = lookupCommand(); !command.isEmpty()) {
         once("notice.commandShortcut", msg::kCommandShortcutTitle,
              m_l10n->format(msg::kCommandShortcutText, command));
     }

@@ -99,6 +99,9 @@ class AppController : public QObject {
     void ensureAccessibility();
     // What this session cannot do, said once per machine account.
     void explainSessionLimits();
+    // The command a desktop key must run where the program cannot hold its
+    // shortcut itself; empty where it can.
+    QString lookupCommand() const;
     void showLaunchNotification();
     void scheduleStudyReminder();
 

@@ -89,6 +89,23 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     // Room for the hint or the warning, so the window does not jump.
     m_hint->setMinimumHeight(2 * m_hint->fontMetrics().lineSpacing());
     layout->addWidget(m_hint);
+    // Which route the shortcut takes; on the command route the command to
+    // bind, ready to copy, instead of keys this program cannot hold.
+    m_route = new QLabel;
+    m_route->setObjectName(QStringLiteral("route"));
+    m_route->setWordWrap(true);
+    layout->addWidget(m_route);
+    m_command = new QLineEdit(m_services.lookupCommand);
+    m_command->setObjectName(QStringLiteral("lookupCommand"));
+    m_command->setReadOnly(true);
+    m_command->setVisible(!m_services.lookupCommand.isEmpty());
+    layout->addWidget(m_command);
+    if (!m_services.lookupCommand.isEmpty()) {
+        for (QWidget* w : {static_cast<QWidget*>(m_combo), static_cast<QWidget*>(m_change),
+                           static_cast<QWidget*>(m_default), static_cast<QWidget*>(m_hint)}) {
+            w->setVisible(false);
+        }
+    }
 
     layout->addWidget(rule());
     auto* lang = new QHBoxLayout;
@@ -206,6 +223,8 @@ void SettingsWindow::closeEvent(QCloseEvent* event) {
 void SettingsWindow::retranslate() {
     setWindowTitle(m_l10n.text(msg::kSettingsTitle));
     m_heading->setText(m_l10n.text(msg::kLookupShortcut));
+    m_route->setText(m_l10n.text(m_services.lookupCommand.isEmpty() ? msg::kShortcutHeldRoute
+                                                                    : msg::kShortcutCommandRoute));
     m_default->setText(m_l10n.format(
         msg::kDefaultCombo,
         m_services.displayForm ? m_services.displayForm(HotkeyCombo::defaultCombo()) : QString()));

@@ -30,6 +30,10 @@ class SettingsWindow : public QWidget {
         std::function<QString(const HotkeyCombo&)> displayForm;
         // Keeps the sign-in token; false when no keychain can hold it.
         std::function<bool(const std::string& token)> saveToken;
+        // Where the desktop must run the lookup from a key it binds (the
+        // command route): the command. Empty: the program holds its
+        // shortcut itself.
+        QString lookupCommand;
     };
 
     SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
@@ -66,6 +70,8 @@ class SettingsWindow : public QWidget {
     QLabel* m_combo = nullptr;
     QPushButton* m_change = nullptr;
     QLabel* m_hint = nullptr;
+    QLabel* m_route = nullptr;
+    QLineEdit* m_command = nullptr;
     QPushButton* m_default = nullptr;
     QLabel* m_languageLabel = nullptr;
     QComboBox* m_language = nullptr;

@@ -127,3 +127,29 @@ TEST_F(SettingsTest, ServerAddressIsCheckedAndSavedAndTheTokenNeedsAKeychain) {
     window->findChild<QPushButton*>(QStringLiteral("saveToken"))->click();
     EXPECT_TRUE(text("tokenStatus").startsWith(QStringLiteral("Chưa lưu được mã đăng nhập")));
 }
+
+TEST_F(SettingsTest, TheWindowSaysWhichRouteTheShortcutTakes) {
+    EXPECT_EQ(text("route"), QStringLiteral("Talvo tự giữ phím tắt này trên toàn màn hình."));
+    EXPECT_FALSE(window->findChild<QLineEdit*>(QStringLiteral("lookupCommand"))->isVisible());
+    EXPECT_TRUE(window->findChild<QPushButton*>(QStringLiteral("change"))->isVisible());
+
+    // Where the desktop must run the lookup: the command to bind, ready to
+    // copy, and no keys to record that nothing would hold.
+    window->hide();
+    SettingsWindow::Services command;
+    command.lookupCommand = QStringLiteral("/usr/bin/talvo --lookup");
+    SettingsWindow wayland(keys, l10n, settings, command);
+    wayland.show(HotkeyCombo::defaultCombo(), [](const HotkeyCombo&) {});
+    QApplication::processEvents();
+    auto* line = wayland.findChild<QLineEdit*>(QStringLiteral("lookupCommand"));
+    ASSERT_NE(line, nullptr);
+    EXPECT_TRUE(line->isVisible());
+    EXPECT_TRUE(line->isReadOnly());
+    EXPECT_EQ(line->text(), QStringLiteral("/usr/bin/talvo --lookup"));
+    EXPECT_TRUE(wayland.findChild<QLabel*>(QStringLiteral("route"))
+                    ->text()
+                    .startsWith(QStringLiteral("Màn hình này không cho chương trình")));
+    EXPECT_FALSE(wayland.findChild<QPushButton*>(QStringLiteral("change"))->isVisible());
+    EXPECT_FALSE(wayland.findChild<QLabel*>(QStringLiteral("combo"))->isVisible());
+    wayland.close();
+}

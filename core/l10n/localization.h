@@ -166,6 +166,18 @@ inline constexpr Tr kNeedModifier{
     "至少需要一個修飾鍵：%@",
     "Need at least one modifier: %@",
 };
+inline constexpr Tr kShortcutHeldRoute{
+    "Talvo tự giữ phím tắt này trên toàn màn hình.",
+    "Talvo 自行在整個桌面上佔用此快捷鍵。",
+    "Talvo holds this shortcut for the whole desktop itself.",
+};
+inline constexpr Tr kShortcutCommandRoute{
+    "Màn hình này không cho chương trình tự giữ phím tắt. Trong cài đặt bàn phím của máy, "
+    "gán một phím cho lệnh sau:",
+    "此桌面不允許程式自行佔用快捷鍵。請在系統的鍵盤設定中，為以下指令指定一個按鍵：",
+    "This desktop lets no program hold a shortcut of its own. In the system's keyboard "
+    "settings, bind a key to this command:",
+};
 inline constexpr Tr kDefaultCombo{"Mặc định %@", "預設 %@", "Default %@"};
 inline constexpr Tr kLanguage{"Ngôn ngữ", "語言", "Language"};
 inline constexpr Tr kServer{"Máy chủ", "伺服器", "Server"};

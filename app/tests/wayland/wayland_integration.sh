@@ -62,7 +62,7 @@ walk(json.load(sys.stdin))' "$1"
 xwayland disable
 output HEADLESS-1 resolution 1280x800 position 0 0
 bar { tray_output * }
-bindsym Mod1+d exec $talvo --lookup
+bindsym Mod1+d exec echo pressed >>$work/bound.log; exec $talvo --lookup >>$work/bound.log 2>&1
 CONF
     step "headless sway"
     sway -c "$work/sway.conf" >"$work/sway.log" 2>&1 &
@@ -119,7 +119,8 @@ CONF
     pids+=($primary)
     sleep 0.3
     wtype -s 150 -M alt d -m alt
-    wait_window '^Talvo — 數' >/dev/null || fail "the bound key showed no panel"
+    wait_window '^Talvo — 數' >/dev/null ||
+        fail "the bound key showed no panel; windows: $(window .); key: $(cat "$work/bound.log" 2>/dev/null)"
     wtype -s 150 -k Escape
     wait_gone '^Talvo — 數' || fail "Escape did not close the panel"
 
@@ -137,6 +138,14 @@ CONF
     sleep 0.3
     grim "$work/shots/wayland-message.png"
     wtype -s 150 -k Escape
+
+    step "Settings show the command to bind"
+    "$talvo" --open settings || fail "talvo --open settings failed"
+    wait_window '^Talvo — Cài đặt$' >/dev/null || fail "Settings did not open"
+    sleep 0.5
+    grim "$work/shots/wayland-settings.png"
+    swaymsg '[title="^Talvo — Cài đặt$"] kill' >/dev/null
+    wait_gone '^Talvo — Cài đặt$' || fail "Settings did not close"
 
     [[ $(wl-paste --no-newline 2>/dev/null) == "the user's clipboard" ]] ||
         fail "CLIPBOARD changed: '$(wl-paste --no-newline 2>/dev/null)'"

@@ -17,7 +17,50 @@
 #include "core/paths/app_paths.h"
 #include "net/settings/app_settings.h"
 
+namespace {
+
+// What this launch asks of the running program: `--open WINDOW` opens that
+// window (the desktop entry's actions), `--lookup` runs the shortcut's action
+// (the command a desktop binds a key to where no program may grab one, on
+// Wayland without the shortcuts portal), and a plain second launch opens
+// Settings, so an autostarted copy and a manual launch never both hold the
+// shortcut. `atStart` is what to do when this launch becomes the program.
+struct Request {
+    QByteArray line = "settings";
+    QByteArray atStart;
+};
+
+Request requestOf(const QStringList& args) {
+    Request r;
+    if (int at = args.indexOf(QStringLiteral("--open")); at >= 0 && at + 1 < args.size()) {
+        r.line = r.atStart = args.at(at + 1).toUtf8();
+    }
+    if (args.contains(QStringLiteral("--lookup"))) {
+        r.line = r.atStart = "lookup";
+    }
+    return r;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    Request request;
+    {
+        // Talking to a running program needs no window system: answered
+        // before one is opened, `talvo --lookup` costs a few milliseconds and
+        // `--ping` works from any terminal.
+        QCoreApplication early(argc, argv);
+        // `talvo --ping`: exit status 0 when a running program has finished
+        // starting (scripts wait for it), 1 otherwise.
+        if (QCoreApplication::arguments().contains(QStringLiteral("--ping"))) {
+            return talvo::SingleInstance::ping(talvo::SingleInstance::defaultName(), 2000) ? 0 : 1;
+        }
+        request = requestOf(QCoreApplication::arguments());
+        if (talvo::SingleInstance::deliver(talvo::SingleInstance::defaultName(), request.line)) {
+            return 0;
+        }
+    }
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Talvo"));
     QApplication::setOrganizationName(QStringLiteral("Mirelo"));
@@ -27,30 +70,9 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     talvo::becomeAccessoryApplication();
 
-    // `talvo --ping`: exit status 0 when a running program has finished
-    // starting (scripts wait for it), 1 otherwise.
-    if (QCoreApplication::arguments().contains(QStringLiteral("--ping"))) {
-        return talvo::SingleInstance::ping(talvo::SingleInstance::defaultName(), 2000) ? 0 : 1;
-    }
-    // `talvo --open study|profile|lessons|quiz|settings` opens that window,
-    // in the running program when there is one (the desktop entry's actions).
-    // A plain second launch opens the first one's Settings and ends, so an
-    // autostarted copy and a manual launch never both hold the shortcut.
-    QByteArray request = "settings";
-    QByteArray openAtStart;
-    if (int at = QCoreApplication::arguments().indexOf(QStringLiteral("--open"));
-        at >= 0 && at + 1 < QCoreApplication::arguments().size()) {
-        request = openAtStart = QCoreApplication::arguments().at(at + 1).toUtf8();
-    }
-    // `talvo --lookup` runs the shortcut's action in the running program (or
-    // starts one that runs it): the command a desktop binds a key to where
-    // no program may grab keys for itself (Wayland without the shortcuts
-    // portal: sway, older GNOME).
-    if (QCoreApplication::arguments().contains(QStringLiteral("--lookup"))) {
-        request = openAtStart = "lookup";
-    }
+    const QByteArray openAtStart = request.atStart;
     talvo::SingleInstance instance(talvo::SingleInstance::defaultName());
-    if (!instance.claim(request)) {
+    if (!instance.claim(request.line)) {
         return 0;
     }
 

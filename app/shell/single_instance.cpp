@@ -81,18 +81,22 @@ bool SingleInstance::claim(const QByteArray& request) {
     // The first program may still be starting and not yet listening.
     QElapsedTimer waited;
     waited.start();
-    while (waited.elapsed() < 2000) {
-        QLocalSocket socket;
-        socket.connectToServer(m_name);
-        if (socket.waitForConnected(200)) {
-            socket.write(request + '\n');
-            socket.waitForBytesWritten(500);
-            socket.disconnectFromServer();
-            return false;
-        }
+    while (waited.elapsed() < 2000 && !deliver(m_name, request)) {
         QThread::msleep(50);
     }
     return false;
+}
+
+bool SingleInstance::deliver(const QString& name, const QByteArray& request) {
+    QLocalSocket socket;
+    socket.connectToServer(name);
+    if (!socket.waitForConnected(200)) {
+        return false;
+    }
+    socket.write(request + '\n');
+    socket.waitForBytesWritten(500);
+    socket.disconnectFromServer();
+    return true;
 }
 
 }  // namespace talvo

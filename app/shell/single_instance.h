@@ -27,6 +27,10 @@ class SingleInstance : public QObject {
     // it, or could not be within about two seconds.
     bool claim(const QByteArray& request);
 
+    // Hands `request` to the running program; false when none listens now.
+    // Needs only a QCoreApplication.
+    static bool deliver(const QString& name, const QByteArray& request);
+
     // Asks the running program whether its start-up is over; true once it
     // answered "ready" within `timeoutMs`.
     static bool ping(const QString& name, int timeoutMs);

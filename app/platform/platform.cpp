@@ -8,6 +8,7 @@
 #include "app/platform/trust/fake/fake_trust.h"
 
 #if defined(TALVO_PLATFORM_X11)
+#include "app/platform/hotkey/portal/portal_hotkey_backend.h"
 #include "app/platform/hotkey/wayland/command_hotkey_backend.h"
 #include "app/platform/hotkey/x11/x11_hotkey_backend.h"
 #include "app/platform/notifications/x11/freedesktop_notifier.h"
@@ -65,8 +66,14 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
     }
     if (platform == QLatin1String("wayland")) {
         PlatformBackends b;
-        b.hotkey = std::make_unique<CommandHotkeyBackend>();
-        b.shortcutByCommand = true;
+        // The desktop portal's shortcuts where the desktop has them, else a
+        // key the user binds to `talvo --lookup`.
+        if (auto portal = PortalHotkeyBackend::create(QGuiApplication::desktopFileName())) {
+            b.hotkey = std::move(portal);
+        } else {
+            b.hotkey = std::make_unique<CommandHotkeyBackend>();
+            b.shortcutByCommand = true;
+        }
         if (auto selection = WaylandSelectionBackend::create()) {
             b.selection = std::move(selection);
         } else {

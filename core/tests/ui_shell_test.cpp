@@ -64,6 +64,21 @@ TEST(HotkeyConfigTest, PcDesktopsReadModifierNamesInTheirOwnOrder) {
 #endif
 }
 
+TEST(HotkeyConfigTest, ThePortalGetsModifierNamesAndAKeysymName) {
+    using HotkeyConfig::portalTrigger;
+    EXPECT_EQ(portalTrigger(HotkeyCombo::defaultCombo()), "ALT+d");
+    EXPECT_EQ(portalTrigger({keycode::kL, carbon::kControl | carbon::kShift}), "CTRL+SHIFT+l");
+    EXPECT_EQ(portalTrigger({keycode::kF5, 0x1900}), "CTRL+ALT+LOGO+F5");
+    EXPECT_EQ(portalTrigger({49, carbon::kCommand}), "LOGO+space");
+    EXPECT_EQ(portalTrigger({53, carbon::kShift}), "SHIFT+Escape");
+    EXPECT_EQ(portalTrigger({0x2B, carbon::kOption}), "ALT+comma");
+    EXPECT_EQ(portalTrigger({0x12, carbon::kOption}), "ALT+1");
+    // No keysym name here: the desktop lets the user pick the key.
+    EXPECT_EQ(portalTrigger({0x53, carbon::kOption}), std::nullopt);  // keypad 1
+    EXPECT_EQ(portalTrigger({0x0A, carbon::kOption}), std::nullopt);  // ISO "<" key
+    EXPECT_EQ(portalTrigger({0xFFFF, carbon::kOption}), std::nullopt);
+}
+
 TEST(HotkeyConfigTest, DisplayFormOrdersModifiersAndNamesKeys) {
     EXPECT_EQ(HotkeyConfig::symbols(0), "");
     EXPECT_EQ(HotkeyConfig::symbols(0x100 | 0x200 | 0x800 | 0x1000), "⌃⌥⇧⌘");

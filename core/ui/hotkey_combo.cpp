@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "core/text/unicode.h"
+#include "core/ui/key_codes.h"
 
 namespace talvo::HotkeyConfig {
 
@@ -102,6 +103,62 @@ uint32_t carbonModifiers(uint64_t flags) {
 std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character,
                         KeyStyle style) {
     return symbols(combo.carbonModifiers, style) + keyName(combo.keyCode, character, style);
+}
+
+std::optional<std::string> portalTrigger(const HotkeyCombo& combo) {
+    static const std::vector<std::pair<uint32_t, const char*>> kKeysyms = {
+        {49, "space"},   {36, "Return"}, {48, "Tab"},    {53, "Escape"}, {51, "BackSpace"},
+        {117, "Delete"}, {123, "Left"},  {124, "Right"}, {126, "Up"},    {125, "Down"},
+    };
+    static const std::vector<std::pair<std::string_view, const char*>> kPunctuation = {
+        {"-", "minus"},     {"=", "equal"},      {"[", "bracketleft"}, {"]", "bracketright"},
+        {";", "semicolon"}, {"'", "apostrophe"}, {",", "comma"},       {".", "period"},
+        {"/", "slash"},     {"\\", "backslash"}, {"`", "grave"},
+    };
+    std::optional<std::string> key;
+    for (const auto& [code, name] : kKeysyms) {
+        if (code == combo.keyCode) {
+            key = name;
+        }
+    }
+    for (const auto& [code, label] : namedKeys()) {
+        if (!key && code == combo.keyCode && label[0] == 'F') {
+            key = label;  // F1 … F12 are their own keysym names
+        }
+    }
+    // Keypad keys have keysyms of their own (KP_1); they are left to the user.
+    const bool keypad = combo.keyCode >= 0x41 && combo.keyCode <= 0x5C;
+    if (!key && !keypad) {
+        if (auto c = keycodes::usLayoutCharacter(combo.keyCode)) {
+            const char ch = c->size() == 1 ? (*c)[0] : '\0';
+            if ((ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9')) {
+                key = *c;
+            }
+            for (const auto& [punct, name] : kPunctuation) {
+                if (*c == punct) {
+                    key = name;
+                }
+            }
+        }
+    }
+    if (!key) {
+        return std::nullopt;
+    }
+    std::string out;
+    const uint32_t m = combo.carbonModifiers;
+    if (m & carbon::kControl) {
+        out += "CTRL+";
+    }
+    if (m & carbon::kOption) {
+        out += "ALT+";
+    }
+    if (m & carbon::kShift) {
+        out += "SHIFT+";
+    }
+    if (m & carbon::kCommand) {
+        out += "LOGO+";
+    }
+    return out + *key;
 }
 
 }  // namespace talvo::HotkeyConfig

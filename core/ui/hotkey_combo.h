@@ -94,6 +94,12 @@ uint32_t carbonModifiers(uint64_t flags);
 std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& character,
                         KeyStyle style = KeyStyle::mac);
 
+// The combo as the desktop portal's shortcuts take a preferred trigger
+// ("ALT+d", "CTRL+SHIFT+F5", "LOGO+space"): modifier names, then the key's
+// keysym name on the US layout. Absent for a key without a keysym name here;
+// the desktop then lets the user choose the key.
+std::optional<std::string> portalTrigger(const HotkeyCombo& combo);
+
 }  // namespace HotkeyConfig
 
 }  // namespace talvo

@@ -1,0 +1,114 @@
+// The portal shortcut route against the scripted portal that portal_test.sh
+// starts on a private session bus.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "app/platform/hotkey/portal/portal_hotkey_backend.h"
+
+using namespace talvo;
+
+namespace {
+
+// What the portal was asked so far.
+QJsonArray calls() {
+    QDBusMessage m = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.portal.Desktop"),
+        QStringLiteral("/org/freedesktop/portal/desktop"),
+        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Calls"));
+    QDBusMessage reply = QDBusConnection::sessionBus().call(m);
+    return QJsonDocument::fromJson(reply.arguments().value(0).toString().toUtf8()).array();
+}
+
+QJsonArray callsOf(const QString& method) {
+    QJsonArray out;
+    for (const QJsonValue& c : calls()) {
+        if (c.toObject().value(QStringLiteral("method")).toString() == method) {
+            out.append(c);
+        }
+    }
+    return out;
+}
+
+// Turns the event loop until `done` or two seconds passed.
+bool waitFor(const std::function<bool()>& done) {
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < 2000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return done();
+}
+
+void press(const QString& session, const QString& id) {
+    QDBusMessage m = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.portal.Desktop"),
+        QStringLiteral("/org/freedesktop/portal/desktop"),
+        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Press"));
+    m << QVariant::fromValue(QDBusObjectPath(session)) << id;
+    QDBusConnection::sessionBus().call(m);
+}
+
+}  // namespace
+
+TEST(PortalHotkeyTest, BindsTheComboAsPreferredTriggerAndFiresOnActivated) {
+    auto backend = PortalHotkeyBackend::create(QStringLiteral("io.github.mirelo.Talvo"));
+    ASSERT_NE(backend, nullptr) << "the scripted portal was not found";
+    ASSERT_EQ(callsOf(QStringLiteral("Register")).size(), 1);
+    EXPECT_EQ(callsOf(QStringLiteral("Register"))[0].toObject()[QStringLiteral("app_id")],
+              QStringLiteral("io.github.mirelo.Talvo"));
+
+    int pressed = 0;
+    EXPECT_TRUE(backend->registerCombo(HotkeyCombo::defaultCombo(), [&] { ++pressed; }));
+    ASSERT_TRUE(waitFor([] { return callsOf(QStringLiteral("BindShortcuts")).size() == 1; }));
+    QJsonObject created = callsOf(QStringLiteral("CreateSession"))[0].toObject();
+    EXPECT_FALSE(
+        created[QStringLiteral("options")][QStringLiteral("handle_token")].toString().isEmpty());
+    QJsonObject bind = callsOf(QStringLiteral("BindShortcuts"))[0].toObject();
+    const QString session = bind[QStringLiteral("session")].toString();
+    EXPECT_TRUE(session.endsWith(
+        created[QStringLiteral("options")][QStringLiteral("session_handle_token")].toString()));
+    QJsonArray shortcut = bind[QStringLiteral("shortcuts")].toArray()[0].toArray();
+    EXPECT_EQ(shortcut[0].toString(), QStringLiteral("lookup"));
+    EXPECT_EQ(shortcut[1].toObject()[QStringLiteral("preferred_trigger")].toString(),
+              QStringLiteral("ALT+d"));
+
+    // The bound shortcut fires the lookup; another session's or id's does not.
+    press(session, QStringLiteral("lookup"));
+    ASSERT_TRUE(waitFor([&] { return pressed == 1; }));
+    press(session, QStringLiteral("other"));
+    press(QStringLiteral("/org/freedesktop/portal/desktop/session/x/y"), QStringLiteral("lookup"));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_EQ(pressed, 1);
+
+    // A new combo: the old session is closed and a new one bound with it.
+    EXPECT_TRUE(backend->registerCombo({37, 0x1000 | 0x200}, [&] { pressed += 10; }));
+    ASSERT_TRUE(waitFor([] { return callsOf(QStringLiteral("BindShortcuts")).size() == 2; }));
+    EXPECT_EQ(callsOf(QStringLiteral("Close"))[0].toObject()[QStringLiteral("session")].toString(),
+              session);
+    bind = callsOf(QStringLiteral("BindShortcuts"))[1].toObject();
+    EXPECT_EQ(bind[QStringLiteral("shortcuts")]
+                  .toArray()[0]
+                  .toArray()[1]
+                  .toObject()[QStringLiteral("preferred_trigger")]
+                  .toString(),
+              QStringLiteral("CTRL+SHIFT+l"));
+    press(session, QStringLiteral("lookup"));  // the closed session
+    press(bind[QStringLiteral("session")].toString(), QStringLiteral("lookup"));
+    ASSERT_TRUE(waitFor([&] { return pressed == 11; }));
+
+    backend->unregisterCombo();
+    EXPECT_EQ(callsOf(QStringLiteral("Close")).size(), 2);
+}
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -23,10 +23,11 @@ namespace {
 // window (the desktop entry's actions), `--lookup` runs the shortcut's action
 // (the command a desktop binds a key to where no program may grab one, on
 // Wayland without the shortcuts portal), and a plain second launch opens
-// Settings, so an autostarted copy and a manual launch never both hold the
-// shortcut. `atStart` is what to do when this launch becomes the program.
+// Settings (or the menu's window where there is no tray), so an autostarted copy and a manual
+// launch never both hold the shortcut. `atStart` is what to do when this launch becomes the
+// program.
 struct Request {
-    QByteArray line = "settings";
+    QByteArray line = "menu";
     QByteArray atStart;
 };
 
@@ -115,6 +116,7 @@ int main(int argc, char** argv) {
             }
         });
     e.statusIcon = statusIcon.get();
+    e.trayAvailable = [] { return QSystemTrayIcon::isSystemTrayAvailable(); };
 
     talvo::AppController controller(std::move(e));
     controller.settingsWindow()->setStartAtLogin(autostart.get());

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPointer>
+#include <QTimer>
 
 #include "app/controller/app_stores.h"
 #include "app/hotkey/hotkey_manager.h"
@@ -13,6 +14,7 @@
 #include "app/shell/update_checker.h"
 #include "app/stroke/stroke_order_factory.h"
 #include "app/study/study_windows.h"
+#include "app/tray/menu_window.h"
 #include "app/tray/tray_menu.h"
 #include "core/l10n/localization.h"
 #include "core/lookup/dictionary_store.h"
@@ -90,6 +92,9 @@ void AppController::launch() {
     }
     ensureAccessibility();
     explainSessionLimits();
+    if (m_env.trayAvailable) {
+        QTimer::singleShot(m_env.trayCheckDelayMs, this, &AppController::checkTrayHost);
+    }
     m_hotkey->onTrigger = [this] { m_road->handleHotkey(); };
     m_hotkey->registerCombo(m_currentCombo);
     m_settingsWindow->onRecordingChanged = [this](bool recording) {
@@ -138,6 +143,19 @@ void AppController::explainSessionLimits() {
         once("notice.selectionHidden", msg::kSelectionHiddenTitle,
              m_l10n->text(msg::kSelectionHiddenText));
     }
+}
+
+void AppController::checkTrayHost() {
+    if (m_env.trayAvailable()) {
+        return;
+    }
+    m_trayMissing = true;
+    if (!m_env.settings->contains("notice.noTray")) {
+        m_env.settings->setString("notice.noTray", "shown");
+        m_env.alerts->show(m_l10n->text(msg::kNoTrayTitle), m_l10n->text(msg::kNoTrayText),
+                           Alerts::Style::Information);
+    }
+    handleRequest("menu");
 }
 
 void AppController::showLaunchNotification() {
@@ -212,7 +230,12 @@ void AppController::quit() {
 void AppController::handleRequest(const QByteArray& request) {
     if (request == "lookup") {
         m_road->handleHotkey();
-    } else if (request == "settings") {
+    } else if (request == "menu" && m_trayMissing) {
+        if (!m_menuWindow) {
+            m_menuWindow = std::make_unique<MenuWindow>();
+        }
+        m_menuWindow->showFor(m_tray->menu());
+    } else if (request == "settings" || request == "menu") {
         openSettings();
     } else if (request == "study") {
         m_study->openStudy();

@@ -27,6 +27,7 @@ class SettingsWindow;
 class StrokeOrderFactory;
 class StudyWindows;
 class TrayMenu;
+class MenuWindow;
 class UpdateChecker;
 
 // Everything the controller is given: the opened stores, the platform's
@@ -48,6 +49,11 @@ struct AppEnvironment {
     std::unique_ptr<EventPump> pump;  // null: the real event loop
     // Borrowed; null: no status icon (tests), the menu still exists.
     QSystemTrayIcon* statusIcon = nullptr;
+    // Whether the desktop shows status icons, asked `trayCheckDelayMs` after
+    // the launch (a tray host started with the session may come up after us);
+    // null: it does. Without one the menu's window stands in for the icon.
+    std::function<bool()> trayAvailable;
+    int trayCheckDelayMs = 5000;
 };
 
 // The desktop program's composition root: puts together the status menu, the
@@ -74,7 +80,9 @@ class AppController : public QObject {
     void checkForUpdates();
     void quit();
     // A request from a second launch: "lookup" runs the shortcut's action,
-    // "settings", "study", "profile", "lessons" and "quiz" open that window.
+    // "settings", "study", "profile", "lessons" and "quiz" open that window,
+    // "menu" (a plain launch) opens Settings, or the menu's window where the
+    // desktop has no tray.
     void handleRequest(const QByteArray& request);
 
     QString appVersion() const;
@@ -99,6 +107,8 @@ class AppController : public QObject {
     void ensureAccessibility();
     // What this session cannot do, said once per machine account.
     void explainSessionLimits();
+    // Without a tray host: says so once and opens the menu's window.
+    void checkTrayHost();
     // The command a desktop key must run where the program cannot hold its
     // shortcut itself; empty where it can.
     QString lookupCommand() const;
@@ -114,6 +124,8 @@ class AppController : public QObject {
     std::unique_ptr<StudyWindows> m_study;
     std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<UpdateChecker> m_updater;
+    std::unique_ptr<MenuWindow> m_menuWindow;  // made when there is no tray
+    bool m_trayMissing = false;
     HotkeyCombo m_currentCombo;
 };
 

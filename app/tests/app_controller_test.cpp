@@ -3,6 +3,10 @@
 // update check.
 #include <gtest/gtest.h>
 
+#include <QLabel>
+
+#include <QPushButton>
+
 #include <QAction>
 #include <QMenu>
 #include <fstream>
@@ -97,6 +101,58 @@ TEST(AppLaunchTest, WhatASessionCannotDoIsSaidOnceWithWhatToDo) {
     AppFixture x11;
     x11.start();
     EXPECT_TRUE(x11.alerts.shown.empty());
+}
+
+TEST(AppLaunchTest, WithoutATrayTheMenuLivesInAWindowThatALaunchBringsBack) {
+    AppFixture f;
+    f.settings->setString("app.language", "en");
+    f.trayAvailable = [] { return false; };
+    AppController& c = f.start();
+    QApplication::processEvents();  // the tray is looked for after the launch
+    ASSERT_EQ(f.alerts.shown.size(), 1u);
+    EXPECT_EQ(f.alerts.shown[0].first, QStringLiteral("No system tray"));
+    auto* window = qobject_cast<QWidget*>([] {
+        for (QWidget* w : QApplication::topLevelWidgets()) {
+            if (w->objectName() == QStringLiteral("menuWindow") && w->isVisible()) {
+                return w;
+            }
+        }
+        return static_cast<QWidget*>(nullptr);
+    }());
+    ASSERT_NE(window, nullptr);
+    QStringList buttons;
+    QPushButton* settings = nullptr;
+    for (QPushButton* b : window->findChildren<QPushButton*>(QStringLiteral("menuButton"))) {
+        buttons << b->text();
+        if (b->text() == QStringLiteral("Settings…")) {
+            settings = b;
+        }
+    }
+    EXPECT_TRUE(buttons.contains(QStringLiteral("Quit"))) << buttons.join(", ").toStdString();
+    EXPECT_EQ(window->findChild<QLabel*>(QStringLiteral("menuLabel"))->text(),
+              QStringLiteral("Look up (Alt+D)"));
+    ASSERT_NE(settings, nullptr);
+    settings->click();
+    EXPECT_TRUE(c.settingsWindow()->isVisible());
+    c.settingsWindow()->close();
+
+    // Closed, then a plain launch: the window again, not Settings; the notice
+    // is not repeated.
+    window->close();
+    c.handleRequest("menu");
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_FALSE(c.settingsWindow()->isVisible());
+    EXPECT_EQ(f.alerts.shown.size(), 1u);
+    window->close();
+
+    // With a tray a plain launch opens Settings.
+    AppFixture tray;
+    AppController& t = tray.start();
+    QApplication::processEvents();
+    t.handleRequest("menu");
+    EXPECT_TRUE(t.settingsWindow()->isVisible());
+    t.settingsWindow()->close();
+    EXPECT_TRUE(tray.alerts.shown.empty());
 }
 
 TEST(AppLaunchTest, RefusedNotificationsShowNothing) {

@@ -79,6 +79,8 @@ class AppFixture {
         e.platform.trust = std::move(trustBackend);
         e.platform.notifier = std::move(notifierBackend);
         e.platform.shortcutByCommand = shortcutByCommand;
+        e.trayAvailable = trayAvailable;
+        e.trayCheckDelayMs = 0;
         e.platform.selectionHidden = selectionHidden;
         e.pump = std::move(pumpBackend);
         e.online = online;
@@ -111,7 +113,8 @@ class AppFixture {
     LessonsService* lessons = nullptr;  // the lessons feed, when a test gives one
     DeckEvents deck;
     std::unique_ptr<AppStores> stores;
-    bool shortcutByCommand = false;  // the session limits start() reports
+    bool shortcutByCommand = false;       // the session limits start() reports
+    std::function<bool()> trayAvailable;  // null: the desktop has a tray
     bool selectionHidden = false;
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;

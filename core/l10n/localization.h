@@ -103,6 +103,16 @@ inline constexpr Tr kSelectionHiddenText{
     "This desktop lets no program read the selection without having focus, so Talvo cannot "
     "look up what you select here yet. Use an X11 session, or talvo-cli.",
 };
+inline constexpr Tr kNoTrayTitle{"Không có khay hệ thống", "沒有系統匣", "No system tray"};
+inline constexpr Tr kNoTrayText{
+    "Màn hình này không hiện biểu tượng của chương trình ở khay hệ thống (GNOME cần tiện ích "
+    "AppIndicator). Các mục của menu Talvo nằm trong một cửa sổ nhỏ: mở lại Talvo từ danh sách "
+    "ứng dụng để gọi nó.",
+    "此桌面不在系統匣顯示程式圖示（GNOME 需要 AppIndicator 擴充功能）。Talvo 選單的項目放在一個"
+    "小視窗中：從應用程式清單再次開啟 Talvo 即可叫出。",
+    "This desktop shows no status icons (GNOME needs the AppIndicator extension). Talvo's menu "
+    "is in a small window instead: open Talvo again from the applications list to bring it back.",
+};
 inline constexpr Tr kLaunchTitle{"Talvo đang chạy", "Talvo 已啟動", "Talvo is running"};
 inline constexpr Tr kLaunchBody{
     "Ở thanh menu (墨). Bôi đen chữ Hán rồi bấm %@ để tra.",

@@ -118,7 +118,8 @@ CONF
     primary=$!
     pids+=($primary)
     sleep 0.3
-    wtype -s 150 -M alt d -m alt
+    # wtype's first event can be lost while the compositor takes its new keymap.
+    wtype -s 150 -M shift -m shift -M alt d -m alt
     wait_window '^Talvo — 數' >/dev/null ||
         fail "the bound key showed no panel; windows: $(window .); key: $(cat "$work/bound.log" 2>/dev/null)"
     wtype -s 150 -k Escape
@@ -146,6 +147,19 @@ CONF
     grim "$work/shots/wayland-settings.png"
     swaymsg '[title="^Talvo — Cài đặt$"] kill' >/dev/null
     wait_gone '^Talvo — Cài đặt$' || fail "Settings did not close"
+
+    step "no status icon host here: said once, and the menu's window stands in"
+    sleep 5  # the program waits that long for a tray host to come up
+    wait_window '^Talvo$' >/dev/null || fail "no notice about the missing tray"
+    wtype -s 150 -k Return
+    wait_window '^Talvo \(墨\)$' >/dev/null || fail "no menu window"
+    sleep 0.3
+    grim "$work/shots/wayland-menu-window.png"
+    swaymsg '[title="^Talvo \(墨\)$"] kill' >/dev/null
+    wait_gone '^Talvo \(墨\)$' || fail "the menu window did not close"
+    "$talvo" || fail "a second launch failed"
+    wait_window '^Talvo \(墨\)$' >/dev/null || fail "a second launch did not bring the menu window back"
+    [[ -z $(window '^Talvo$') ]] || fail "the notice came again"
 
     [[ $(wl-paste --no-newline 2>/dev/null) == "the user's clipboard" ]] ||
         fail "CLIPBOARD changed: '$(wl-paste --no-newline 2>/dev/null)'"

@@ -111,14 +111,12 @@ TEST(AppLaunchTest, WithoutATrayTheMenuLivesInAWindowThatALaunchBringsBack) {
     QApplication::processEvents();  // the tray is looked for after the launch
     ASSERT_EQ(f.alerts.shown.size(), 1u);
     EXPECT_EQ(f.alerts.shown[0].first, QStringLiteral("No system tray"));
-    auto* window = qobject_cast<QWidget*>([] {
-        for (QWidget* w : QApplication::topLevelWidgets()) {
-            if (w->objectName() == QStringLiteral("menuWindow") && w->isVisible()) {
-                return w;
-            }
+    QWidget* window = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w->objectName() == QStringLiteral("menuWindow") && w->isVisible()) {
+            window = w;
         }
-        return static_cast<QWidget*>(nullptr);
-    }());
+    }
     ASSERT_NE(window, nullptr);
     QStringList buttons;
     QPushButton* settings = nullptr;

@@ -168,13 +168,8 @@ CONF
 fi
 
 # ---- outside: tools, a folder the session's user owns, the session -------
-for tool in sway swaymsg wl-copy wl-paste grim wtype dbus-run-session python3; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "SKIP: $tool is not installed"
-        exit 77
-    fi
-done
-[[ -f $dict ]] || { echo "FAIL: no dictionary at $dict"; exit 1; }
+source "$(dirname "$(readlink -f "$0")")/../desktop_prereqs.sh"
+require_tools_and_dictionary "$dict" sway swaymsg wl-copy wl-paste grim wtype dbus-run-session python3
 mkdir -p "$artifacts"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -16,13 +16,8 @@ dict=$5
 lessons=$6
 artifacts=$7
 
-for tool in Xvfb xdotool trayer import sqlite3; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "SKIP: $tool is not installed"
-        exit 77
-    fi
-done
-[[ -f $dict ]] || { echo "FAIL: no dictionary at $dict"; exit 1; }
+source "$(dirname "$(readlink -f "$0")")/../desktop_prereqs.sh"
+require_tools_and_dictionary "$dict" Xvfb xdotool trayer import sqlite3
 mkdir -p "$artifacts"
 
 source "$(dirname "$0")/session.sh"

@@ -14,16 +14,8 @@ target=$2
 dict=$3
 artifacts=$4
 
-for tool in Xvfb xdotool xclip trayer import xterm; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "SKIP: $tool is not installed"
-        exit 77
-    fi
-done
-if [[ ! -f $dict ]]; then
-    echo "FAIL: no dictionary at $dict (build the talvo_dictionary target)"
-    exit 1
-fi
+source "$(dirname "$(readlink -f "$0")")/../desktop_prereqs.sh"
+require_tools_and_dictionary "$dict" Xvfb xdotool xclip trayer import xterm
 mkdir -p "$artifacts"
 
 source "$(dirname "$0")/session.sh"

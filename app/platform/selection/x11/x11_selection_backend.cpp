@@ -53,6 +53,8 @@ X11SelectionBackend::X11SelectionBackend(xcb_connection_t* connection, void* dis
 }
 
 std::optional<std::string> X11SelectionBackend::primarySelection() {
+    // A new lookup: window ids are reused, so nothing is known of the last one.
+    m_terminalCheck.reset();
     QClipboard* clipboard = QGuiApplication::clipboard();
     if (!clipboard->supportsSelection()) {
         return std::nullopt;
@@ -92,6 +94,17 @@ bool X11SelectionBackend::focusIsTerminal() {
     if (!focus) {
         return false;
     }
+    // Within one lookup the reader asks, then the keystroke asks again: one
+    // look at /proc is enough.
+    if (m_terminalCheck && m_terminalCheck->first == focus) {
+        return m_terminalCheck->second;
+    }
+    const bool terminal = lookIsTerminal(focus);
+    m_terminalCheck = std::make_pair(focus, terminal);
+    return terminal;
+}
+
+bool X11SelectionBackend::lookIsTerminal(uint32_t focus) {
     // WM_CLASS holds the instance and the class name; either may say terminal.
     const std::string names = windowClass(focus);
     std::string_view rest = names;

@@ -2,7 +2,9 @@
 
 #include <QObject>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "app/platform/selection/selection_backend.h"
 
@@ -36,6 +38,7 @@ class X11SelectionBackend : public SelectionBackend {
   private:
     X11SelectionBackend(xcb_connection_t* connection, void* display, uint32_t root);
     bool isOurs(uint32_t window) const;
+    bool lookIsTerminal(uint32_t focus);
     // The first value of `property` (of `type`) on `window` or the nearest
     // ancestor that has it, as raw bytes; empty when none has it.
     std::string ancestorProperty(uint32_t window, uint32_t property, uint32_t type);
@@ -50,6 +53,8 @@ class X11SelectionBackend : public SelectionBackend {
     // them the previous lookup had already seen.
     uint64_t m_primaryChanges = 0;
     uint64_t m_primaryChangesSeen = 0;
+    // The last window looked at and whether it is a terminal.
+    std::optional<std::pair<uint32_t, bool>> m_terminalCheck;
     QObject m_context;  // owns the connection to the clipboard's signal
 };
 

@@ -43,8 +43,8 @@ LookupRoad::LookupRoad(AppStores& stores, PlatformBackends& platform, const Onli
       m_pump(pump ? std::move(pump) : std::make_unique<QtEventPump>()) {
     m_reader =
         std::make_unique<SelectionReader>(*m_platform.selection, *m_platform.clipboard, *m_pump);
-    m_popup = std::make_unique<PopupController>(m_l10n, *m_platform.clipboard,
-                                                m_platform.selection.get());
+    m_popup = std::make_unique<PopupController>(
+        m_l10n, *m_platform.clipboard, m_platform.selection.get(), m_platform.placer.get());
     if (strokes) {
         m_popup->strokeOrderView = strokes->hook();
     }

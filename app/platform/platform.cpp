@@ -12,6 +12,7 @@
 #include "app/platform/hotkey/wayland/command_hotkey_backend.h"
 #include "app/platform/hotkey/x11/x11_hotkey_backend.h"
 #include "app/platform/notifications/x11/freedesktop_notifier.h"
+#include "app/platform/placement/sway/sway_window_placer.h"
 #include "app/platform/selection/wayland/wayland_selection_backend.h"
 #include "app/platform/selection/x11/x11_selection_backend.h"
 #include "app/platform/trust/always_trusted.h"
@@ -84,6 +85,7 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
         b.clipboard = std::make_unique<QtClipboardAccess>();
         b.trust = std::make_unique<AlwaysTrusted>();
         b.notifier = std::make_unique<FreedesktopNotifier>(std::move(fallbackNotice));
+        b.placer = SwayWindowPlacer::create();
         b.name = QStringLiteral("wayland");
         return b;
     }

@@ -6,6 +6,7 @@
 #include "app/platform/clipboard_access.h"
 #include "app/platform/hotkey/hotkey_backend.h"
 #include "app/platform/notifications/notifier.h"
+#include "app/platform/placement/window_placer.h"
 #include "app/platform/selection/selection_backend.h"
 #include "app/platform/trust/accessibility_trust.h"
 
@@ -18,6 +19,8 @@ struct PlatformBackends {
     std::unique_ptr<ClipboardAccess> clipboard;
     std::unique_ptr<AccessibilityTrust> trust;
     std::unique_ptr<Notifier> notifier;
+    // Null where the toolkit places windows itself, or nothing can.
+    std::unique_ptr<WindowPlacer> placer;
     QString name;  // "x11", "wayland", "macos", "windows" or "fake"
     // What this session cannot do, for the notices the program shows once.
     // No global key of our own: the desktop must run `talvo --lookup`.

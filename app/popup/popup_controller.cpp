@@ -6,6 +6,7 @@
 #include <QTimer>
 
 #include "app/platform/clipboard_access.h"
+#include "app/platform/placement/window_placer.h"
 #include "app/platform/selection/selection_backend.h"
 #include "app/popup/reverse_popup_view.h"
 #include "app/shell/localization.h"
@@ -35,8 +36,8 @@ QString panelTitle(const std::string& a, const std::string& b) {
 }  // namespace
 
 PopupController::PopupController(Localization& l10n, ClipboardAccess& clipboard,
-                                 SelectionBackend* focus, QObject* parent)
-    : QObject(parent), m_l10n(l10n), m_clipboard(clipboard), m_focus(focus) {
+                                 SelectionBackend* focus, WindowPlacer* placer, QObject* parent)
+    : QObject(parent), m_l10n(l10n), m_clipboard(clipboard), m_focus(focus), m_placer(placer) {
     mouseLocation = [] { return QCursor::pos(); };
 }
 
@@ -102,16 +103,21 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
     m_panel = panel;
     const bool wayland = QGuiApplication::platformName() == QLatin1String("wayland");
     if (wayland) {
-        // No program places its own windows on Wayland, nor knows where the
-        // pointer is: the compositor centres the panel. A size fixed at the
-        // first showing makes a tiling compositor float it like a dialog;
-        // the user may resize it after that.
+        // A Wayland client learns the pointer's position only over its own
+        // windows: the panel goes to the upper third of the focused screen
+        // where the compositor lets us place it, and is centred by the
+        // compositor elsewhere. A size fixed at the first showing makes a
+        // tiling compositor float it like a dialog; the user may resize it
+        // after that.
         panel->setFixedSize(size);
     } else {
         positionAtMouse(panel, size);
     }
     panel->show();
     if (wayland) {
+        if (m_placer) {
+            m_placer->place(panel, upperThirdOfFocusedScreen(size));
+        }
         // Once the compositor has mapped it (and chosen to float it).
         QTimer::singleShot(kWaylandMapDelayMs, panel, [panel] {
             panel->setMinimumSize(0, 0);
@@ -149,6 +155,22 @@ QSize PopupController::clampedSize(QSize wanted) {
     popup::Size s =
         popup::clampedSize({double(wanted.width()), double(wanted.height())}, visibleHeight);
     return {static_cast<int>(s.width), static_cast<int>(s.height)};
+}
+
+QPoint PopupController::upperThirdOfFocusedScreen(QSize size) {
+    std::optional<QRect> screen = m_placer ? m_placer->focusedScreen() : std::nullopt;
+    if (!screen) {
+        QScreen* main = QGuiApplication::primaryScreen();
+        if (!main) {
+            return {};
+        }
+        screen = main->availableGeometry();
+    }
+    // The compositor gives the whole screen; its bars lie at edges that a
+    // panel in the upper third rarely reaches.
+    popup::Point p = popup::positionInUpperThird({double(size.width()), double(size.height())},
+                                                 {toRect(*screen), toRect(*screen)});
+    return {static_cast<int>(p.x), static_cast<int>(p.y)};
 }
 
 void PopupController::positionAtMouse(QWidget* panel, QSize size) {

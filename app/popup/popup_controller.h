@@ -17,6 +17,7 @@ namespace talvo {
 class ClipboardAccess;
 class Localization;
 class SelectionBackend;
+class WindowPlacer;
 
 // The callbacks the lookup flow hands to a popup; empty ones are absent.
 struct PopupCallbacks {
@@ -33,8 +34,9 @@ struct PopupCallbacks {
 class PopupController : public QObject {
     Q_OBJECT
   public:
+    // `placer` may be null: on Wayland the compositor then places the panel.
     PopupController(Localization& l10n, ClipboardAccess& clipboard, SelectionBackend* focus,
-                    QObject* parent = nullptr);
+                    WindowPlacer* placer = nullptr, QObject* parent = nullptr);
     ~PopupController() override;
 
     void show(const PhraseLookup& result, PopupCallbacks callbacks);
@@ -54,6 +56,7 @@ class PopupController : public QObject {
 
     static QSize clampedSize(QSize wanted);
     void positionAtMouse(QWidget* panel, QSize size);
+    QPoint upperThirdOfFocusedScreen(QSize size);
 
     // Where the pointer is (global logical coordinates); tests substitute it.
     std::function<QPoint()> mouseLocation;
@@ -67,6 +70,7 @@ class PopupController : public QObject {
     Localization& m_l10n;
     ClipboardAccess& m_clipboard;
     SelectionBackend* m_focus;
+    WindowPlacer* m_placer;
     QPointer<KeyablePanel> m_panel;
     uint64_t m_returnFocus = 0;
 };

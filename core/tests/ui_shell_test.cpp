@@ -162,6 +162,16 @@ TEST(PopupGeometryTest, PlacementStaysOnThePointersScreen) {
     EXPECT_EQ(popup::positionAtMouse({-10, -10}, size, two, 0), (popup::Point{8, 8}));
 }
 
+TEST(PopupGeometryTest, WithoutAPointerThePanelSitsCentredInTheUpperThird) {
+    // A second screen at an offset, its top 30 points taken by a bar.
+    popup::Screen screen{{1920, 0, 1200, 900}, {1920, 30, 1200, 870}};
+    popup::Point p = popup::positionInUpperThird({400, 300}, screen);
+    EXPECT_EQ(p, (popup::Point{1920 + 400, 30 + 145}));
+    // A tall panel slides up to keep its bottom margin, never above the top.
+    EXPECT_EQ(popup::positionInUpperThird({400, 800}, screen).y, 900 - 800 - 8);
+    EXPECT_EQ(popup::positionInUpperThird({1300, 900}, screen), (popup::Point{1928, 38}));
+}
+
 TEST(StatusMenuTest, RowsFollowTheLanguageButStudyRowsStayVietnamese) {
     StudySummary s;
     s.dueReviews = 3;

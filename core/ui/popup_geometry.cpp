@@ -45,4 +45,13 @@ Point positionAtMouse(Point mouse, Size size, const std::vector<Screen>& screens
     return p;
 }
 
+Point positionInUpperThird(Size size, const Screen& screen) {
+    const Rect& v = screen.visibleFrame;
+    Point p{v.left() + (v.width - size.width) / 2, v.top() + v.height / 6};
+    p.x = std::max(p.x, v.left() + kEdgeMargin);
+    p.y = std::min(p.y, v.bottom() - size.height - kEdgeMargin);
+    p.y = std::max(p.y, v.top() + kEdgeMargin);
+    return p;
+}
+
 }  // namespace talvo::popup

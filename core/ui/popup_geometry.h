@@ -68,4 +68,9 @@ std::optional<size_t> screenAt(Point mouse, const std::vector<Screen>& screens,
 Point positionAtMouse(Point mouse, Size size, const std::vector<Screen>& screens,
                       std::optional<size_t> mainScreen);
 
+// Where a panel of `size` goes when the pointer's position is unknown (a
+// Wayland session): centred horizontally in the visible frame, its top edge
+// halfway down the upper third, with the same margins as above.
+Point positionInUpperThird(Size size, const Screen& screen);
+
 }  // namespace talvo::popup

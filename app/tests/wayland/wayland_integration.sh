@@ -51,6 +51,18 @@ walk(json.load(sys.stdin))' "$1"
         done
         return 1
     }
+    # x y width height of the visible window whose title matches.
+    rect() {
+        swaymsg -t get_tree 2>/dev/null | python3 -c '
+import json, re, sys
+def walk(n):
+    for c in n.get("nodes", []) + n.get("floating_nodes", []):
+        if c.get("name") and re.search(sys.argv[1], c["name"]) and c.get("visible", True):
+            r = c["rect"]
+            print(r["x"], r["y"], r["width"], r["height"])
+        walk(c)
+walk(json.load(sys.stdin))' "$1"
+    }
     wait_gone() {
         for _ in $(seq 60); do
             [[ -z $(window "$1") ]] && return 0
@@ -108,6 +120,12 @@ CONF
     echo "   panel mapped $(( ($(date +%s%N) - started) / 1000000 )) ms after the command"
     [[ $found == "floating_con Talvo — 傷寒論 — Thương Hàn Luận" ]] || fail "panel: $found"
     sleep 0.5
+    # No pointer position on Wayland: centred in the upper third of the
+    # 1280 × 800 screen, its top edge 800 / 6 down.
+    read -r x y w h < <(rect '^Talvo — 傷寒論')
+    echo "   panel at $x,$y size ${w}x$h"
+    (( x + w / 2 >= 638 && x + w / 2 <= 642 && y >= 131 && y <= 135 )) ||
+        fail "panel at $x,$y size ${w}x$h, not in the upper third"
     grim "$work/shots/wayland-panel.png"
     wtype -s 150 -k Escape
     wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the panel"

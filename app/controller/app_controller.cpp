@@ -139,10 +139,6 @@ void AppController::explainSessionLimits() {
         once("notice.commandShortcut", msg::kCommandShortcutTitle,
              m_l10n->format(msg::kCommandShortcutText, command));
     }
-    if (m_env.platform.selectionHidden) {
-        once("notice.selectionHidden", msg::kSelectionHiddenTitle,
-             m_l10n->text(msg::kSelectionHiddenText));
-    }
 }
 
 void AppController::checkTrayHost() {

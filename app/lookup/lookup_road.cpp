@@ -24,6 +24,10 @@ namespace talvo {
 namespace {
 
 constexpr double kSelectionTimeout = 0.6;
+// How long a compositor may take to give a new panel keyboard focus, and
+// how long the selection's offer may follow it.
+constexpr double kFocusWait = 1.0;
+constexpr double kOfferWait = 0.05;
 
 std::string studyCardUid(const PhraseLookup& result) {
     return result.chars.size() == 1 ? "char:" + result.chars.front().ch : "phrase:" + result.phrase;
@@ -71,6 +75,9 @@ void LookupRoad::handleHotkey() {
     if (uint64_t focused = m_platform.selection->focusedWindow()) {
         m_popup->setReturnFocus(focused);
     }
+    if (m_platform.selection->readsOnlyWhenFocused() && !focusPanelForReading()) {
+        return;
+    }
     SelectionResult selection = m_reader->read(kSelectionTimeout);
     if (!selection.ok()) {
         showMessage(msg::kSelectionUnreadable);
@@ -88,6 +95,26 @@ void LookupRoad::handleHotkey() {
             showMessage(msg::kNoHanInSelection);
             break;
     }
+}
+
+bool LookupRoad::focusPanelForReading() {
+    showMessage(msg::kReadingSelection);
+    QPointer<KeyablePanel> panel = m_popup->panel();
+    m_popup->reuseForNext();
+    const double deadline = m_pump->now() + kFocusWait;
+    while (panel && !panel->isActiveWindow() && m_pump->now() < deadline) {
+        m_pump->runFor(SelectionReader::kSlice);
+    }
+    if (!panel) {
+        return false;  // closed meanwhile: the user changed their mind
+    }
+    if (!panel->isActiveWindow()) {
+        // Unfocused, the toolkit would answer with whatever it saw last.
+        showMessage(msg::kSelectionUnreadable);
+        return false;
+    }
+    m_pump->runFor(kOfferWait);
+    return panel != nullptr;
 }
 
 void LookupRoad::showMessage(const Tr& text) {

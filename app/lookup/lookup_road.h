@@ -51,6 +51,10 @@ class LookupRoad : public QObject {
 
   private:
     void showMessage(const Tr& text);
+    // Shows the panel with a busy line and waits until it holds keyboard
+    // focus, for a selection readable only then. False: the lookup ends here
+    // (the panel was closed, or it says why).
+    bool focusPanelForReading();
 
     AppStores& m_stores;
     PlatformBackends& m_platform;

@@ -75,12 +75,16 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
             b.hotkey = std::make_unique<CommandHotkeyBackend>();
             b.shortcutByCommand = true;
         }
-        if (auto selection = WaylandSelectionBackend::create()) {
+        // Read in the background through data-control where the compositor
+        // offers it; GNOME does not, so there the panel takes focus first.
+        // TALVO_WAYLAND_SELECTION=focused picks the second way anywhere.
+        auto selection = qEnvironmentVariable("TALVO_WAYLAND_SELECTION") == QLatin1String("focused")
+                             ? nullptr
+                             : WaylandSelectionBackend::create();
+        if (selection) {
             b.selection = std::move(selection);
         } else {
-            // GNOME offers no data-control: nothing can be read unfocused.
-            b.selection = std::make_unique<HiddenSelectionBackend>();
-            b.selectionHidden = true;
+            b.selection = std::make_unique<FocusedSelectionBackend>();
         }
         b.clipboard = std::make_unique<QtClipboardAccess>();
         b.trust = std::make_unique<AlwaysTrusted>();

@@ -25,8 +25,6 @@ struct PlatformBackends {
     // What this session cannot do, for the notices the program shows once.
     // No global key of our own: the desktop must run `talvo --lookup`.
     bool shortcutByCommand = false;
-    // The compositor lets no program read the selection in the background.
-    bool selectionHidden = false;
 };
 
 // The one place that picks the backends: by the toolkit's platform ("xcb" on

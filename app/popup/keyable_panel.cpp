@@ -29,6 +29,12 @@ KeyablePanel::KeyablePanel()
 }
 
 void KeyablePanel::setContent(QWidget* content) {
+    if (m_content) {
+        // Later: this may run from inside one of the old content's handlers.
+        m_content->hide();
+        layout()->removeWidget(m_content);
+        m_content->deleteLater();
+    }
     m_content = content;
     content->setParent(this);
     layout()->addWidget(content);

@@ -17,7 +17,8 @@ class KeyablePanel : public QWidget {
 
     KeyablePanel();
 
-    // Puts `content` in the card; the panel owns it.
+    // Puts `content` in the card, in place of any earlier content; the panel
+    // owns it.
     void setContent(QWidget* content);
     QWidget* content() const { return m_content; }
 

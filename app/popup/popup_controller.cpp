@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTimer>
+#include <utility>
 
 #include "app/platform/clipboard_access.h"
 #include "app/platform/placement/window_placer.h"
@@ -76,7 +77,10 @@ void PopupController::showReverse(const ReverseLookup& result) {
 
 void PopupController::present(QWidget* display, const std::vector<std::function<QSize()>>& measures,
                               const QString& title) {
-    close(false);
+    const bool reuse = std::exchange(m_reuseNext, false) && m_panel;
+    if (!reuse) {
+        close(false);
+    }
 
     display->ensurePolished();
     QSize wanted(0, 0);
@@ -85,22 +89,24 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
     }
     QSize size = clampedSize(wanted);
 
-    auto* panel = new KeyablePanel;
+    KeyablePanel* panel = reuse ? m_panel.data() : new KeyablePanel;
     panel->setWindowTitle(title);
     panel->setContent(display);
     panel->resize(size);
-    QPointer<KeyablePanel> guard(panel);
-    panel->onEsc = [this, guard] {
-        if (guard == m_panel) {
-            close(true);
-        }
-    };
-    panel->onResignKey = [this, guard] {
-        if (guard == m_panel) {
-            close(false);
-        }
-    };
-    m_panel = panel;
+    if (!reuse) {
+        QPointer<KeyablePanel> guard(panel);
+        panel->onEsc = [this, guard] {
+            if (guard == m_panel) {
+                close(true);
+            }
+        };
+        panel->onResignKey = [this, guard] {
+            if (guard == m_panel) {
+                close(false);
+            }
+        };
+        m_panel = panel;
+    }
     const bool wayland = QGuiApplication::platformName() == QLatin1String("wayland");
     if (wayland) {
         // A Wayland client learns the pointer's position only over its own

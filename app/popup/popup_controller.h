@@ -51,6 +51,9 @@ class PopupController : public QObject {
     void close(bool giveFocusBack = false);
 
     KeyablePanel* panel() const { return m_panel; }
+    // The next present() fills the panel shown now instead of opening a new
+    // one: no second window to map, and focus stays where it is.
+    void reuseForNext() { m_reuseNext = true; }
     // The window to give focus back to; set by the lookup flow at each press.
     void setReturnFocus(uint64_t window) { m_returnFocus = window; }
 
@@ -73,6 +76,7 @@ class PopupController : public QObject {
     WindowPlacer* m_placer;
     QPointer<KeyablePanel> m_panel;
     uint64_t m_returnFocus = 0;
+    bool m_reuseNext = false;
 };
 
 }  // namespace talvo

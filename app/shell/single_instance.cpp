@@ -69,7 +69,17 @@ bool SingleInstance::claim(const QByteArray& request) {
                             socket->write("ready\n");
                             socket->flush();
                         } else if (onRequest) {
-                            onRequest(line);
+                            // Later, from the event loop: a request may turn
+                            // the loop itself (a lookup waits for the
+                            // selection), and the socket may be gone by then.
+                            QMetaObject::invokeMethod(
+                                this,
+                                [this, line] {
+                                    if (onRequest) {
+                                        onRequest(line);
+                                    }
+                                },
+                                Qt::QueuedConnection);
                         }
                     }
                 });

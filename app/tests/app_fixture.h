@@ -81,7 +81,6 @@ class AppFixture {
         e.platform.shortcutByCommand = shortcutByCommand;
         e.trayAvailable = trayAvailable;
         e.trayCheckDelayMs = 0;
-        e.platform.selectionHidden = selectionHidden;
         e.pump = std::move(pumpBackend);
         e.online = online;
         notifier->granted = notificationsAllowed;
@@ -115,7 +114,6 @@ class AppFixture {
     std::unique_ptr<AppStores> stores;
     bool shortcutByCommand = false;       // the session limits start() reports
     std::function<bool()> trayAvailable;  // null: the desktop has a tray
-    bool selectionHidden = false;
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;

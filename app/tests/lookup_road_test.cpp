@@ -105,6 +105,26 @@ TEST(LookupFlowTest, TheLookupCommandRunsTheShortcutsAction) {
     EXPECT_EQ(f.selection->copyKeystrokes, 0);
 }
 
+TEST(LookupFlowTest, WhereTheSelectionIsReadableOnlyWhenFocusedThePanelComesFirst) {
+    // GNOME on Wayland: the selection shows only to the focused client, so
+    // the panel opens, takes focus and is then filled, the same window.
+    AppFixture f;
+    AppController& c = f.start();
+    f.selection->focusedOnly = true;
+    std::vector<QString> titles;
+    QObject::connect(&c.lookupRoad().popup(), &PopupController::shown,
+                     [&] { titles.push_back(c.lookupRoad().popup().panel()->windowTitle()); });
+    QPointer<KeyablePanel> busy;
+    f.pump->at(f.pump->now() + 0.005, [&] { busy = c.lookupRoad().popup().panel(); });
+    f.pressWithSelection("傷寒");
+    ASSERT_EQ(titles.size(), 2u);
+    EXPECT_EQ(titles[0], QStringLiteral("Talvo — Đang đọc vùng chọn…"));
+    EXPECT_TRUE(titles[1].startsWith(QStringLiteral("Talvo — 傷寒")));
+    EXPECT_EQ(busy, c.lookupRoad().popup().panel());
+    EXPECT_EQ(c.lookupRoad().lastChars(), (std::vector<std::string>{"傷", "寒"}));
+    EXPECT_EQ(f.selection->copyKeystrokes, 0);
+}
+
 TEST(LookupFlowTest, ASecondPressDuringCaptureIsDropped) {
     AppFixture f;
     AppController& c = f.start();

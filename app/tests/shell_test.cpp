@@ -5,7 +5,9 @@
 #include <QApplication>
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTimeZone>
+#include <QTimer>
 #include <thread>
 
 #include "app/platform/notifications/daily_timers.h"
@@ -107,7 +109,14 @@ TEST(SingleInstanceTest, ASecondLaunchHandsItsRequestToTheFirst) {
     QString name = QStringLiteral("talvo-test-%1").arg(QCoreApplication::applicationPid());
     SingleInstance first(name);
     QByteArray received;
-    first.onRequest = [&](const QByteArray& r) { received = r; };
+    first.onRequest = [&](const QByteArray& r) {
+        received = r;
+        // A lookup turns the event loop while it reads the selection; the
+        // sender has hung up by then, and its socket must outlive this.
+        QEventLoop wait;
+        QTimer::singleShot(300, &wait, &QEventLoop::quit);
+        wait.exec();
+    };
     ASSERT_TRUE(first.claim("settings"));
 
     // The second one runs in a thread of its own: it blocks while delivering.
@@ -122,6 +131,7 @@ TEST(SingleInstanceTest, ASecondLaunchHandsItsRequestToTheFirst) {
         QApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     second.join();
+    QApplication::processEvents();
     EXPECT_FALSE(secondWasFirst);
     EXPECT_EQ(received, QByteArray("settings"));
 }

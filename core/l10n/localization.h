@@ -40,6 +40,8 @@ inline constexpr Tr kAccessibilityNotGranted{
     "Accessibility permission not granted. Open System Settings → Privacy & Security → "
     "Accessibility, enable Talvo, then reopen the app.",
 };
+inline constexpr Tr kReadingSelection{"Đang đọc vùng chọn…", "正在讀取選取的文字…",
+                                      "Reading the selection…"};
 inline constexpr Tr kSelectionUnreadable{
     "Không đọc được vùng chọn. Thử lại.",
     "無法讀取選取的文字，請再試一次。",
@@ -91,17 +93,6 @@ inline constexpr Tr kCommandShortcutText{
     "（例如 Alt+D）：\n%@",
     "This Wayland desktop lets no program hold a shortcut of its own. In the system's keyboard "
     "settings, bind a key (Alt+D, say) to this command:\n%@",
-};
-inline constexpr Tr kSelectionHiddenTitle{"Không đọc được vùng chọn ở đây",
-                                          "此桌面無法讀取選取的文字",
-                                          "The selection cannot be read here"};
-inline constexpr Tr kSelectionHiddenText{
-    "Màn hình này không cho chương trình đọc chữ đang chọn khi chương trình không có tiêu điểm, "
-    "nên Talvo chưa tra được chữ bạn chọn ở đây. Hãy dùng phiên X11 hoặc talvo-cli.",
-    "此桌面不允許沒有焦點的程式讀取選取的文字，因此 Talvo 暫時無法查詢您在此選取的文字。"
-    "請改用 X11 工作階段或 talvo-cli。",
-    "This desktop lets no program read the selection without having focus, so Talvo cannot "
-    "look up what you select here yet. Use an X11 session, or talvo-cli.",
 };
 inline constexpr Tr kNoTrayTitle{"Không có khay hệ thống", "沒有系統匣", "No system tray"};
 inline constexpr Tr kNoTrayText{

@@ -19,6 +19,11 @@ class SelectionBackend {
     // one lookup: it marks what later calls count as new.
     virtual std::optional<std::string> primarySelection() = 0;
 
+    // Whether primarySelection() can see the selection only while one of our
+    // own windows holds keyboard focus (GNOME on Wayland): a lookup then
+    // shows its panel first, focused, and reads once the panel has focus.
+    virtual bool readsOnlyWhenFocused() const { return false; }
+
     // Whether the focused window may be asked to copy with a synthetic
     // keystroke. Never a terminal (recognised by its window class or by the
     // process behind it): Ctrl+C would interrupt the program running in it.

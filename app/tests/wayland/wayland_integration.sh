@@ -4,6 +4,7 @@
 # triggered by `talvo --lookup` and by a key bound in the compositor. Checks
 # the one-time notice, the panel's title, that CLIPBOARD is never touched,
 # that nothing selected (or a selection left from before) gives the message,
+# the place of the panel, the read through the focused panel (GNOME's way),
 # and saves screenshots into ARTIFACTS.
 #
 # sway refuses to run as root: as root, the session runs as nobody.
@@ -70,6 +71,13 @@ walk(json.load(sys.stdin))' "$1"
         done
         return 1
     }
+    wait_ready() {
+        for _ in $(seq 50); do
+            "$talvo" --ping >/dev/null 2>&1 && return 0
+            sleep 0.1
+        done
+        return 1
+    }
     cat >"$work/sway.conf" <<CONF
 xwayland disable
 output HEADLESS-1 resolution 1280x800 position 0 0
@@ -97,17 +105,14 @@ CONF
 
     step "talvo starts and says once how to give it a shortcut"
     "$talvo" >"$work/talvo.log" 2>&1 &
-    pids+=($!)
+    talvo_pid=$!
+    pids+=($talvo_pid)
     wait_window '^Talvo$' >/dev/null || fail "no notice about the shortcut"
     sleep 0.3
     grim "$work/shots/wayland-notice.png"
     wtype -s 150 -k Return
     wait_gone '^Talvo$' || fail "the notice did not close"
-    for _ in $(seq 50); do
-        "$talvo" --ping >/dev/null 2>&1 && break
-        sleep 0.1
-    done
-    "$talvo" --ping >/dev/null 2>&1 || fail "talvo did not get ready"
+    wait_ready || fail "talvo did not get ready"
 
     step "talvo --lookup over a selection held by another client"
     wl-copy --primary --foreground "傷寒論" >"$work/primary.log" 2>&1 &
@@ -178,6 +183,22 @@ CONF
     "$talvo" || fail "a second launch failed"
     wait_window '^Talvo \(墨\)$' >/dev/null || fail "a second launch did not bring the menu window back"
     [[ -z $(window '^Talvo$') ]] || fail "the notice came again"
+
+    step "where only the focused client sees the selection: the panel comes first, then the lookup"
+    kill "$talvo_pid"
+    wait "$talvo_pid" 2>/dev/null
+    TALVO_WAYLAND_SELECTION=focused "$talvo" >"$work/talvo-focused.log" 2>&1 &
+    pids+=($!)
+    wait_ready || fail "talvo did not get ready with the focused read"
+    wl-copy --primary --foreground "脈浮" >"$work/primary3.log" 2>&1 &
+    pids+=($!)
+    sleep 0.3
+    "$talvo" --lookup || fail "talvo --lookup failed"
+    wait_window '^Talvo — 脈浮' >/dev/null || fail "no panel for 脈浮 read as the focused client; windows: $(window .)"
+    sleep 0.3
+    grim "$work/shots/wayland-focused-read.png"
+    wtype -s 150 -k Escape
+    wait_gone '^Talvo — 脈浮' || fail "Escape did not close the panel"
 
     [[ $(wl-paste --no-newline 2>/dev/null) == "the user's clipboard" ]] ||
         fail "CLIPBOARD changed: '$(wl-paste --no-newline 2>/dev/null)'"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QGuiApplication>
 #include <functional>
 
 #include "app/platform/selection/selection_backend.h"
@@ -10,7 +11,15 @@ namespace talvo {
 // application" holds and does when asked to copy.
 class FakeSelectionBackend : public SelectionBackend {
   public:
-    std::optional<std::string> primarySelection() override { return primary; }
+    // Like the toolkit on GNOME's Wayland, a backend that reads only while
+    // focused sees nothing before one of our windows has focus.
+    std::optional<std::string> primarySelection() override {
+        if (focusedOnly && !QGuiApplication::focusWindow()) {
+            return std::nullopt;
+        }
+        return primary;
+    }
+    bool readsOnlyWhenFocused() const override { return focusedOnly; }
     bool copyKeystrokeAllowed() override { return !terminal; }
     bool modifiersHeld() override { return modifiersHeldNow ? modifiersHeldNow() : false; }
     void postCopyKeystroke() override {
@@ -24,6 +33,7 @@ class FakeSelectionBackend : public SelectionBackend {
 
     std::optional<std::string> primary;
     bool terminal = false;
+    bool focusedOnly = false;
     std::function<bool()> modifiersHeldNow;
     std::function<void()> onCopyKeystroke;
     int copyKeystrokes = 0;

@@ -1,5 +1,7 @@
 #include "app/platform/selection/wayland/wayland_selection_backend.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QStandardPaths>
 
 #include "app/platform/selection/wayland/data_control.h"
@@ -62,6 +64,14 @@ std::optional<std::string> WaylandSelectionBackend::primarySelection() {
         return std::nullopt;  // nothing selected, or no text in it
     }
     const QString text = QString::fromUtf8(read.readAllStandardOutput());
+    if (text.isEmpty()) {
+        return std::nullopt;
+    }
+    return text.toStdString();
+}
+
+std::optional<std::string> FocusedSelectionBackend::primarySelection() {
+    const QString text = QGuiApplication::clipboard()->text(QClipboard::Selection);
     if (text.isEmpty()) {
         return std::nullopt;
     }

@@ -40,11 +40,12 @@ class WaylandSelectionBackend : public SelectionBackend {
 };
 
 // Where the compositor lets no program read the selection in the background
-// (GNOME): every lookup says "Couldn't read the selection." and nothing is
-// sent to any window.
-class HiddenSelectionBackend : public SelectionBackend {
+// (GNOME): PRIMARY is read through the toolkit as the focused client, once
+// our panel has focus. Nothing is ever sent to another window.
+class FocusedSelectionBackend : public SelectionBackend {
   public:
-    std::optional<std::string> primarySelection() override { return std::nullopt; }
+    std::optional<std::string> primarySelection() override;
+    bool readsOnlyWhenFocused() const override { return true; }
     bool copyKeystrokeAllowed() override { return false; }
     bool modifiersHeld() override { return false; }
     void postCopyKeystroke() override {}

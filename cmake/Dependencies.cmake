@@ -22,6 +22,8 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-keysyms)
   # Only to list the compositor's globals: which selection protocols it offers.
   pkg_check_modules(WAYLAND_CLIENT REQUIRED IMPORTED_TARGET wayland-client>=1.21)
+  # GSettings: the custom shortcuts of GNOME's keyboard settings.
+  pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0>=2.74)
 endif()
 
 if(TALVO_BUILD_TESTS)

@@ -45,8 +45,7 @@ AppController::AppController(AppEnvironment env, QObject* parent)
                                                      m_env.online.fetch);
     AppStores& stores = *m_env.stores;
     m_tray = std::make_unique<TrayMenu>(
-        *m_l10n, stores.study(), *m_env.deck, [this] { return displayForm(m_currentCombo); },
-        m_env.statusIcon);
+        *m_l10n, stores.study(), *m_env.deck, [this] { return shortcutText(); }, m_env.statusIcon);
     m_road = std::make_unique<LookupRoad>(stores, m_env.platform, m_env.online, *m_l10n,
                                           *m_env.deck, std::move(m_env.pump), m_strokes.get());
     m_study = std::make_unique<StudyWindows>(stores.study(), stores.progress(), m_env.lessons,
@@ -67,6 +66,10 @@ AppController::AppController(AppEnvironment env, QObject* parent)
         return m_env.online.saveToken && m_env.online.saveToken(token);
     };
     services.lookupCommand = lookupCommand();
+    if (m_env.platform.desktopBinding && !services.lookupCommand.isEmpty()) {
+        services.desktopBindingOn = [this] { return m_env.platform.desktopBinding->installed(); };
+        services.setDesktopBinding = [this](bool on) { return bindInDesktop(on); };
+    }
     m_settingsWindow = std::make_unique<SettingsWindow>(*m_env.platform.hotkey, *m_l10n,
                                                         *m_env.settings, std::move(services));
     m_updater = std::make_unique<UpdateChecker>(*m_env.settings, m_env.online, m_env.version);
@@ -94,6 +97,10 @@ void AppController::launch() {
     explainSessionLimits();
     if (m_env.trayAvailable) {
         QTimer::singleShot(m_env.trayCheckDelayMs, this, &AppController::checkTrayHost);
+    }
+    // A moved or upgraded program: the desktop's binding follows it.
+    if (desktopBound()) {
+        bindInDesktop(true);
     }
     m_hotkey->onTrigger = [this] { m_road->handleHotkey(); };
     m_hotkey->registerCombo(m_currentCombo);
@@ -155,7 +162,7 @@ void AppController::checkTrayHost() {
 }
 
 void AppController::showLaunchNotification() {
-    NoticeText notice = launchNotice(m_l10n->lang(), displayForm(m_currentCombo).toStdString());
+    NoticeText notice = launchNotice(m_l10n->lang(), shortcutText().toStdString());
     Notifier* notifier = m_env.platform.notifier.get();
     notifier->requestAuthorization([notifier, notice](bool granted) {
         if (granted) {
@@ -185,7 +192,39 @@ void AppController::applyCombo(const HotkeyCombo& combo) {
     m_currentCombo = combo;
     saveCombo(*m_env.settings, combo);
     m_hotkey->registerCombo(combo);
+    if (desktopBound()) {
+        bindInDesktop(true);
+    }
     m_tray->retitleLookup();
+}
+
+bool AppController::desktopBound() const {
+    return m_env.platform.desktopBinding && m_env.platform.desktopBinding->installed();
+}
+
+bool AppController::bindInDesktop(bool on) {
+    DesktopKeybinding* binding = m_env.platform.desktopBinding.get();
+    const QString command = lookupCommand();
+    if (!binding || command.isEmpty()) {
+        return false;
+    }
+    bool ok = false;
+    if (!on) {
+        ok = binding->remove();
+    } else if (auto accelerator = HotkeyConfig::gtkAccelerator(m_currentCombo)) {
+        ok = binding->install(command.toStdString(), *accelerator);
+    }
+    m_tray->retitleLookup();
+    return ok;
+}
+
+QString AppController::shortcutText() const {
+    // On the command route the key is whatever the user bound, unless the
+    // desktop's settings hold ours.
+    if (m_env.platform.shortcutByCommand && !desktopBound()) {
+        return m_l10n->text(msg::kBoundKey);
+    }
+    return displayForm(m_currentCombo);
 }
 
 void AppController::openSettings() {

@@ -112,6 +112,12 @@ class AppController : public QObject {
     // The command a desktop key must run where the program cannot hold its
     // shortcut itself; empty where it can.
     QString lookupCommand() const;
+    // How the menu and the launch notice name the lookup's key.
+    QString shortcutText() const;
+    // Whether the desktop's keyboard settings hold our binding; writing or
+    // removing it (false: refused, or no such settings here).
+    bool desktopBound() const;
+    bool bindInDesktop(bool on);
     void showLaunchNotification();
     void scheduleStudyReminder();
 

@@ -8,6 +8,7 @@
 #include "app/platform/trust/fake/fake_trust.h"
 
 #if defined(TALVO_PLATFORM_X11)
+#include "app/platform/hotkey/gnome/gnome_keybinding.h"
 #include "app/platform/hotkey/portal/portal_hotkey_backend.h"
 #include "app/platform/hotkey/wayland/command_hotkey_backend.h"
 #include "app/platform/hotkey/x11/x11_hotkey_backend.h"
@@ -74,6 +75,10 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
         } else {
             b.hotkey = std::make_unique<CommandHotkeyBackend>();
             b.shortcutByCommand = true;
+            if (qEnvironmentVariable("XDG_CURRENT_DESKTOP")
+                    .contains(QLatin1String("GNOME"), Qt::CaseInsensitive)) {
+                b.desktopBinding = GnomeKeybinding::create();
+            }
         }
         // Read in the background through data-control where the compositor
         // offers it; GNOME does not, so there the panel takes focus first.

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "app/platform/clipboard_access.h"
+#include "app/platform/hotkey/desktop_keybinding.h"
 #include "app/platform/hotkey/hotkey_backend.h"
 #include "app/platform/notifications/notifier.h"
 #include "app/platform/placement/window_placer.h"
@@ -25,6 +26,9 @@ struct PlatformBackends {
     // What this session cannot do, for the notices the program shows once.
     // No global key of our own: the desktop must run `talvo --lookup`.
     bool shortcutByCommand = false;
+    // On that route, the desktop's keyboard settings where the program may
+    // bind the command for the user (GNOME); null elsewhere.
+    std::unique_ptr<DesktopKeybinding> desktopBinding;
 };
 
 // The one place that picks the backends: by the toolkit's platform ("xcb" on

@@ -100,12 +100,16 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     m_command->setReadOnly(true);
     m_command->setVisible(!m_services.lookupCommand.isEmpty());
     layout->addWidget(m_command);
-    if (!m_services.lookupCommand.isEmpty()) {
-        for (QWidget* w : {static_cast<QWidget*>(m_combo), static_cast<QWidget*>(m_change),
-                           static_cast<QWidget*>(m_default), static_cast<QWidget*>(m_hint)}) {
-            w->setVisible(false);
-        }
-    }
+    m_desktopBinding = new QCheckBox;
+    m_desktopBinding->setObjectName(QStringLiteral("desktopBinding"));
+    m_desktopBinding->setVisible(!m_services.lookupCommand.isEmpty() &&
+                                 m_services.setDesktopBinding);
+    layout->addWidget(m_desktopBinding);
+    m_desktopBindingStatus = new QLabel;
+    m_desktopBindingStatus->setWordWrap(true);
+    m_desktopBindingStatus->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
+    m_desktopBindingStatus->setVisible(false);
+    layout->addWidget(m_desktopBindingStatus);
 
     layout->addWidget(rule());
     auto* lang = new QHBoxLayout;
@@ -172,6 +176,7 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     });
     // clicked, not toggled: only the user's own click writes the entry.
     connect(m_startAtLogin, &QCheckBox::clicked, this, &SettingsWindow::toggleStartAtLogin);
+    connect(m_desktopBinding, &QCheckBox::clicked, this, &SettingsWindow::toggleDesktopBinding);
     connect(m_saveUrl, &QPushButton::clicked, this, &SettingsWindow::saveServiceUrl);
     connect(m_url, &QLineEdit::returnPressed, this, &SettingsWindow::saveServiceUrl);
     connect(m_saveToken, &QPushButton::clicked, this, &SettingsWindow::saveToken);
@@ -262,12 +267,31 @@ void SettingsWindow::toggleStartAtLogin(bool on) {
     refresh();
 }
 
+void SettingsWindow::toggleDesktopBinding(bool on) {
+    const bool ok = m_services.setDesktopBinding && m_services.setDesktopBinding(on);
+    m_desktopBindingStatus->setText(ok ? QString() : m_l10n.text(msg::kDesktopBindingFailed));
+    m_desktopBindingStatus->setVisible(!ok);
+    refresh();
+}
+
 void SettingsWindow::refresh() {
     // The file is the truth: the desktop's own tools may have changed it.
     if (m_autostart) {
         m_startAtLogin->setChecked(m_autostart->enabled());
     }
-    m_combo->setText(m_services.displayForm ? m_services.displayForm(m_model.combo()) : QString());
+    const QString combo =
+        m_services.displayForm ? m_services.displayForm(m_model.combo()) : QString();
+    m_combo->setText(combo);
+    // The keys mean something where the program holds them, or where the
+    // desktop's settings hold them for it.
+    const bool bound = m_services.desktopBindingOn && m_services.desktopBindingOn();
+    m_desktopBinding->setChecked(bound);
+    m_desktopBinding->setText(m_l10n.format(msg::kDesktopBinding, combo));
+    const bool keysShown = m_services.lookupCommand.isEmpty() || bound;
+    for (QWidget* w : {static_cast<QWidget*>(m_combo), static_cast<QWidget*>(m_change),
+                       static_cast<QWidget*>(m_default), static_cast<QWidget*>(m_hint)}) {
+        w->setVisible(keysShown);
+    }
     bool recording = m_model.recording();
     m_change->setText(m_l10n.text(recording ? msg::kPressCombo : msg::kChangeShortcut));
     if (m_model.warning()) {

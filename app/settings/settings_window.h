@@ -34,6 +34,12 @@ class SettingsWindow : public QWidget {
         // command route): the command. Empty: the program holds its
         // shortcut itself.
         QString lookupCommand;
+        // On the command route, where the program may write the binding
+        // into the desktop's keyboard settings (GNOME): whether it is there,
+        // and turning it on or off (false: the settings refused). Empty: no
+        // such offer.
+        std::function<bool()> desktopBindingOn;
+        std::function<bool(bool on)> setDesktopBinding;
     };
 
     SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
@@ -61,6 +67,7 @@ class SettingsWindow : public QWidget {
     void saveServiceUrl();
     void saveToken();
     void toggleStartAtLogin(bool on);
+    void toggleDesktopBinding(bool on);
 
     Localization& m_l10n;
     AppSettings& m_settings;
@@ -72,6 +79,8 @@ class SettingsWindow : public QWidget {
     QLabel* m_hint = nullptr;
     QLabel* m_route = nullptr;
     QLineEdit* m_command = nullptr;
+    QCheckBox* m_desktopBinding = nullptr;
+    QLabel* m_desktopBindingStatus = nullptr;
     QPushButton* m_default = nullptr;
     QLabel* m_languageLabel = nullptr;
     QComboBox* m_language = nullptr;

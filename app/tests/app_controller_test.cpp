@@ -3,6 +3,7 @@
 // update check.
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QLabel>
 
 #include <QPushButton>
@@ -99,6 +100,46 @@ TEST(AppLaunchTest, WhatASessionCannotDoIsSaidOnceWithWhatToDo) {
     AppFixture x11;
     x11.start();
     EXPECT_TRUE(x11.alerts.shown.empty());
+}
+
+TEST(AppLaunchTest, OnTheCommandRouteGnomesSettingsCanHoldTheKeyForUs) {
+    AppFixture f;
+    f.settings->setString("app.language", "en");
+    f.shortcutByCommand = true;
+    f.offerDesktopBinding = true;
+    AppController& c = f.start();
+    // No key of ours yet: the menu and the notice name none.
+    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (your bound key)"));
+    EXPECT_NE(f.notifier->shown.at("talvo.launch").body.find("press your bound key"),
+              std::string::npos);
+
+    c.openSettings();
+    SettingsWindow* w = c.settingsWindow();
+    auto* bind = w->findChild<QCheckBox*>(QStringLiteral("desktopBinding"));
+    ASSERT_NE(bind, nullptr);
+    EXPECT_FALSE(bind->isHidden());
+    EXPECT_EQ(bind->text(), QStringLiteral("Let GNOME run this command on Alt+D"));
+    EXPECT_TRUE(w->findChild<QLabel*>(QStringLiteral("combo"))->isHidden());
+
+    bind->click();
+    EXPECT_EQ(f.desktopBinding->binding, "<Alt>d");
+    EXPECT_TRUE(QString::fromStdString(f.desktopBinding->command).endsWith(" --lookup"));
+    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (Alt+D)"));
+    EXPECT_FALSE(w->findChild<QLabel*>(QStringLiteral("combo"))->isHidden());
+
+    // A new combo moves the desktop's binding along.
+    c.applyCombo({keycode::kL, carbon::kControl | carbon::kShift});
+    EXPECT_EQ(f.desktopBinding->binding, "<Control><Shift>l");
+
+    // Locked settings: said, and the box shows what is true.
+    f.desktopBinding->refuse = true;
+    bind->click();
+    EXPECT_TRUE(bind->isChecked());
+    EXPECT_EQ(f.desktopBinding->binding, "<Control><Shift>l");
+    f.desktopBinding->refuse = false;
+    bind->click();
+    EXPECT_TRUE(f.desktopBinding->binding.empty());
+    EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (your bound key)"));
 }
 
 TEST(AppLaunchTest, WithoutATrayTheMenuLivesInAWindowThatALaunchBringsBack) {

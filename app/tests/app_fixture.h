@@ -8,6 +8,7 @@
 
 #include "app/controller/app_controller.h"
 #include "app/controller/app_stores.h"
+#include "app/platform/hotkey/fake/fake_desktop_keybinding.h"
 #include "app/platform/hotkey/fake/fake_hotkey_backend.h"
 #include "app/platform/notifications/fake/fake_notifier.h"
 #include "app/platform/selection/fake/fake_clipboard.h"
@@ -79,6 +80,11 @@ class AppFixture {
         e.platform.trust = std::move(trustBackend);
         e.platform.notifier = std::move(notifierBackend);
         e.platform.shortcutByCommand = shortcutByCommand;
+        if (offerDesktopBinding) {
+            auto binding = std::make_unique<FakeDesktopKeybinding>();
+            desktopBinding = binding.get();
+            e.platform.desktopBinding = std::move(binding);
+        }
         e.trayAvailable = trayAvailable;
         e.trayCheckDelayMs = 0;
         e.pump = std::move(pumpBackend);
@@ -114,6 +120,8 @@ class AppFixture {
     std::unique_ptr<AppStores> stores;
     bool shortcutByCommand = false;       // the session limits start() reports
     std::function<bool()> trayAvailable;  // null: the desktop has a tray
+    bool offerDesktopBinding = false;     // GNOME's keyboard settings are there
+    FakeDesktopKeybinding* desktopBinding = nullptr;
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;

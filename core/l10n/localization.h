@@ -172,6 +172,14 @@ inline constexpr Tr kShortcutHeldRoute{
     "Talvo 自行在整個桌面上佔用此快捷鍵。",
     "Talvo holds this shortcut for the whole desktop itself.",
 };
+inline constexpr Tr kDesktopBinding{"Để GNOME chạy lệnh này khi bấm %@",
+                                    "讓 GNOME 在按下 %@ 時執行此指令",
+                                    "Let GNOME run this command on %@"};
+inline constexpr Tr kDesktopBindingFailed{"Không ghi được vào cài đặt bàn phím của GNOME.",
+                                          "無法寫入 GNOME 的鍵盤設定。",
+                                          "GNOME's keyboard settings could not be written."};
+// The shortcut where the user binds a key to the lookup command themselves.
+inline constexpr Tr kBoundKey{"phím đã gán", "已指定的按鍵", "your bound key"};
 inline constexpr Tr kShortcutCommandRoute{
     "Màn hình này không cho chương trình tự giữ phím tắt. Trong cài đặt bàn phím của máy, "
     "gán một phím cho lệnh sau:",

@@ -72,6 +72,12 @@ TEST(HotkeyConfigTest, ThePortalGetsModifierNamesAndAKeysymName) {
     EXPECT_EQ(portalTrigger({0x53, carbon::kOption}), std::nullopt);  // keypad 1
     EXPECT_EQ(portalTrigger({0x0A, carbon::kOption}), std::nullopt);  // ISO "<" key
     EXPECT_EQ(portalTrigger({0xFFFF, carbon::kOption}), std::nullopt);
+
+    // GNOME's keyboard settings take the same key as a GTK accelerator.
+    using HotkeyConfig::gtkAccelerator;
+    EXPECT_EQ(gtkAccelerator(HotkeyCombo::defaultCombo()), "<Alt>d");
+    EXPECT_EQ(gtkAccelerator({keycode::kF5, 0x1B00}), "<Control><Alt><Shift><Super>F5");
+    EXPECT_EQ(gtkAccelerator({0x53, carbon::kOption}), std::nullopt);
 }
 
 TEST(HotkeyConfigTest, DisplayFormOrdersModifiersAndNamesKeys) {

@@ -105,7 +105,9 @@ std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& charact
     return symbols(combo.carbonModifiers, style) + keyName(combo.keyCode, character, style);
 }
 
-std::optional<std::string> portalTrigger(const HotkeyCombo& combo) {
+namespace {
+
+std::optional<std::string> keysymName(uint32_t keyCode) {
     static const std::vector<std::pair<uint32_t, const char*>> kKeysyms = {
         {49, "space"},   {36, "Return"}, {48, "Tab"},    {53, "Escape"}, {51, "BackSpace"},
         {117, "Delete"}, {123, "Left"},  {124, "Right"}, {126, "Up"},    {125, "Down"},
@@ -117,19 +119,19 @@ std::optional<std::string> portalTrigger(const HotkeyCombo& combo) {
     };
     std::optional<std::string> key;
     for (const auto& [code, name] : kKeysyms) {
-        if (code == combo.keyCode) {
+        if (code == keyCode) {
             key = name;
         }
     }
     for (const auto& [code, label] : namedKeys()) {
-        if (!key && code == combo.keyCode && label[0] == 'F') {
+        if (!key && code == keyCode && label[0] == 'F') {
             key = label;  // F1 … F12 are their own keysym names
         }
     }
     // Keypad keys have keysyms of their own (KP_1); they are left to the user.
-    const bool keypad = combo.keyCode >= 0x41 && combo.keyCode <= 0x5C;
+    const bool keypad = keyCode >= 0x41 && keyCode <= 0x5C;
     if (!key && !keypad) {
-        if (auto c = keycodes::usLayoutCharacter(combo.keyCode)) {
+        if (auto c = keycodes::usLayoutCharacter(keyCode)) {
             const char ch = c->size() == 1 ? (*c)[0] : '\0';
             if ((ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9')) {
                 key = *c;
@@ -141,24 +143,41 @@ std::optional<std::string> portalTrigger(const HotkeyCombo& combo) {
             }
         }
     }
+    return key;
+}
+
+// The modifiers in a fixed order with the names a desktop takes, then the key.
+std::optional<std::string> trigger(const HotkeyCombo& combo, const char* control, const char* alt,
+                                   const char* shift, const char* super) {
+    std::optional<std::string> key = keysymName(combo.keyCode);
     if (!key) {
         return std::nullopt;
     }
     std::string out;
     const uint32_t m = combo.carbonModifiers;
     if (m & carbon::kControl) {
-        out += "CTRL+";
+        out += control;
     }
     if (m & carbon::kOption) {
-        out += "ALT+";
+        out += alt;
     }
     if (m & carbon::kShift) {
-        out += "SHIFT+";
+        out += shift;
     }
     if (m & carbon::kCommand) {
-        out += "LOGO+";
+        out += super;
     }
     return out + *key;
+}
+
+}  // namespace
+
+std::optional<std::string> portalTrigger(const HotkeyCombo& combo) {
+    return trigger(combo, "CTRL+", "ALT+", "SHIFT+", "LOGO+");
+}
+
+std::optional<std::string> gtkAccelerator(const HotkeyCombo& combo) {
+    return trigger(combo, "<Control>", "<Alt>", "<Shift>", "<Super>");
 }
 
 }  // namespace talvo::HotkeyConfig

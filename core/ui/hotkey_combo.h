@@ -99,6 +99,9 @@ std::string displayForm(const HotkeyCombo& combo, const CharacterForKey& charact
 // keysym name on the US layout. Absent for a key without a keysym name here;
 // the desktop then lets the user choose the key.
 std::optional<std::string> portalTrigger(const HotkeyCombo& combo);
+// The same as a GTK accelerator, as GNOME's keyboard settings store it
+// ("<Alt>d", "<Control><Shift>F5", "<Super>space").
+std::optional<std::string> gtkAccelerator(const HotkeyCombo& combo);
 
 }  // namespace HotkeyConfig
 

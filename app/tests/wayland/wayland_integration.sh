@@ -187,7 +187,9 @@ CONF
     step "where only the focused client sees the selection: the panel comes first, then the lookup"
     kill "$talvo_pid"
     wait "$talvo_pid" 2>/dev/null
-    TALVO_WAYLAND_SELECTION=focused "$talvo" >"$work/talvo-focused.log" 2>&1 &
+    # As on GNOME: Settings offer to bind the key in its keyboard settings.
+    TALVO_WAYLAND_SELECTION=focused XDG_CURRENT_DESKTOP=GNOME GSETTINGS_BACKEND=keyfile \
+        "$talvo" >"$work/talvo-focused.log" 2>&1 &
     pids+=($!)
     wait_ready || fail "talvo did not get ready with the focused read"
     wl-copy --primary --foreground "脈浮" >"$work/primary3.log" 2>&1 &
@@ -199,6 +201,11 @@ CONF
     grim "$work/shots/wayland-focused-read.png"
     wtype -s 150 -k Escape
     wait_gone '^Talvo — 脈浮' || fail "Escape did not close the panel"
+    "$talvo" --open settings || fail "talvo --open settings failed"
+    wait_window '^Talvo — Cài đặt$' >/dev/null || fail "Settings did not open"
+    sleep 0.5
+    grim "$work/shots/wayland-settings-gnome.png"
+    swaymsg '[title="^Talvo — Cài đặt$"] kill' >/dev/null
 
     [[ $(wl-paste --no-newline 2>/dev/null) == "the user's clipboard" ]] ||
         fail "CLIPBOARD changed: '$(wl-paste --no-newline 2>/dev/null)'"

@@ -1,6 +1,9 @@
 #include "app/lookup/lookup_road.h"
 
+#include <QClipboard>
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QScopeGuard>
 #include <QThread>
@@ -21,13 +24,16 @@
 
 namespace talvo {
 
+// QT_LOGGING_RULES="talvo.lookup.debug=true" traces each lookup's steps.
+Q_LOGGING_CATEGORY(lookupLog, "talvo.lookup", QtWarningMsg)
+
 namespace {
 
 constexpr double kSelectionTimeout = 0.6;
 // How long a compositor may take to give a new panel keyboard focus, and
 // how long the selection's offer may follow it.
 constexpr double kFocusWait = 1.0;
-constexpr double kOfferWait = 0.05;
+constexpr double kOfferWait = 0.3;
 
 std::string studyCardUid(const PhraseLookup& result) {
     return result.chars.size() == 1 ? "char:" + result.chars.front().ch : "phrase:" + result.phrase;
@@ -57,12 +63,14 @@ LookupRoad::LookupRoad(AppStores& stores, PlatformBackends& platform, const Onli
 LookupRoad::~LookupRoad() = default;
 
 void LookupRoad::handleHotkey() {
+    qCDebug(lookupLog) << "lookup asked";
     if (!m_stores.lookup()) {
         return;
     }
     // The capture turns the event loop; a second press arriving meanwhile is
     // the same request again.
     if (m_handling) {
+        qCDebug(lookupLog) << "a press during capture, dropped";
         return;
     }
     m_handling = true;
@@ -79,6 +87,8 @@ void LookupRoad::handleHotkey() {
         return;
     }
     SelectionResult selection = m_reader->read(kSelectionTimeout);
+    qCDebug(lookupLog) << "selection read:" << selection.ok()
+                       << (selection.ok() ? selection.text->size() : 0) << "bytes";
     if (!selection.ok()) {
         showMessage(msg::kSelectionUnreadable);
         return;
@@ -98,6 +108,13 @@ void LookupRoad::handleHotkey() {
 }
 
 bool LookupRoad::focusPanelForReading() {
+    // The compositor offers the selection to a client when it gains focus;
+    // until the offer has arrived the toolkit would read nothing.
+    bool offered = false;
+    QMetaObject::Connection offer = connect(
+        QGuiApplication::clipboard(), &QClipboard::changed, this,
+        [&offered](QClipboard::Mode mode) { offered = offered || mode == QClipboard::Selection; });
+    auto forget = qScopeGuard([offer] { QObject::disconnect(offer); });
     showMessage(msg::kReadingSelection);
     QPointer<KeyablePanel> panel = m_popup->panel();
     m_popup->reuseForNext();
@@ -105,6 +122,8 @@ bool LookupRoad::focusPanelForReading() {
     while (panel && !panel->isActiveWindow() && m_pump->now() < deadline) {
         m_pump->runFor(SelectionReader::kSlice);
     }
+    qCDebug(lookupLog) << "panel for reading: open" << !panel.isNull() << "focused"
+                       << (panel && panel->isActiveWindow());
     if (!panel) {
         return false;  // closed meanwhile: the user changed their mind
     }
@@ -113,7 +132,10 @@ bool LookupRoad::focusPanelForReading() {
         showMessage(msg::kSelectionUnreadable);
         return false;
     }
-    m_pump->runFor(kOfferWait);
+    const double offerDeadline = m_pump->now() + kOfferWait;
+    while (panel && !offered && m_pump->now() < offerDeadline) {
+        m_pump->runFor(SelectionReader::kSlice);
+    }
     return panel != nullptr;
 }
 

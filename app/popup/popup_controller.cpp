@@ -2,6 +2,7 @@
 
 #include <QCursor>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QScreen>
 #include <QTimer>
 #include <utility>
@@ -14,6 +15,8 @@
 #include "core/ui/popup_geometry.h"
 
 namespace talvo {
+
+Q_LOGGING_CATEGORY(popupLog, "talvo.popup", QtWarningMsg)
 
 namespace {
 // How long a compositor takes to map a new window, with room to spare.
@@ -134,6 +137,7 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
     panel->activateWindow();
     // The card itself holds focus, so a stray Space or Return presses no button.
     panel->setFocus(Qt::ActiveWindowFocusReason);
+    qCDebug(popupLog) << (reuse ? "filled" : "shown") << title;
     emit shown();
 }
 
@@ -141,6 +145,7 @@ void PopupController::close(bool giveFocusBack) {
     if (!m_panel) {
         return;
     }
+    qCDebug(popupLog) << "closing" << m_panel->windowTitle();
     KeyablePanel* panel = m_panel;
     m_panel = nullptr;
     panel->onEsc = nullptr;

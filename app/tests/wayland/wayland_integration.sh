@@ -14,24 +14,23 @@
 # cannot start here)
 set -uo pipefail
 
-talvo=$1
-dict=$2
-artifacts=$3
+source "$(dirname "$(readlink -f "$0")")/headless_sway.sh"
 
 if [[ ${1:-} == --inner ]]; then
-    shift
-    talvo=$1 dict=$2 work=$3
+    work=$2 talvo=$3 dict=$4
     # ---- inside the session, as the compositor's user --------------------
-    export HOME=$work/home XDG_CONFIG_HOME=$work/home/config XDG_DATA_HOME=$work/home/data
-    export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict
-    export QT_QPA_PLATFORM=wayland WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1
-    export WLR_RENDERER=pixman
-    unset DISPLAY WAYLAND_DISPLAY TALVO_PLATFORM TALVO_DATA_DIR
-    mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR" "$work/shots"
-    chmod 700 "$XDG_RUNTIME_DIR"
+    headless_sway_environment "$work"
+    export TALVO_DICT=$dict QT_LOGGING_RULES="talvo.*.debug=true"
+    mkdir -p "$work/shots"
     pids=()
     trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done; wait 2>/dev/null' EXIT
-    fail() { echo "FAIL: $*"; grim "$work/shots/failure-wayland.png" 2>/dev/null; tail -n 20 "$work"/*.log; exit 1; }
+    fail() {
+        echo "FAIL: $*"
+        grim "$work/shots/failure-wayland.png" 2>/dev/null
+        echo "running: $(pgrep -a talvo)"
+        tail -n 20 "$work"/*.log
+        exit 1
+    }
     step() { echo "== $*"; }
     # The name of the window whose title matches (a jq-free walk of the tree).
     window() {
@@ -71,6 +70,16 @@ walk(json.load(sys.stdin))' "$1"
         done
         return 1
     }
+    # Until the selection's owner has taken PRIMARY (a loaded machine is slow).
+    wait_primary() {
+        local held
+        for _ in $(seq 50); do
+            held=$(wl-paste --primary --no-newline 2>&1)
+            [[ $held == "$1" ]] && return 0
+            sleep 0.1
+        done
+        fail "PRIMARY never held $1: $held"
+    }
     wait_ready() {
         for _ in $(seq 50); do
             "$talvo" --ping >/dev/null 2>&1 && return 0
@@ -78,26 +87,11 @@ walk(json.load(sys.stdin))' "$1"
         done
         return 1
     }
-    cat >"$work/sway.conf" <<CONF
-xwayland disable
-output HEADLESS-1 resolution 1280x800 position 0 0
-bar { tray_output * }
-bindsym Mod1+d exec echo pressed >>$work/bound.log; exec $talvo --lookup >>$work/bound.log 2>&1
-CONF
     step "headless sway"
-    sway -c "$work/sway.conf" >"$work/sway.log" 2>&1 &
-    pids+=($!)
-    for _ in $(seq 100); do
-        [[ -S $XDG_RUNTIME_DIR/wayland-1 ]] && break
-        sleep 0.05
-    done
-    if [[ ! -S $XDG_RUNTIME_DIR/wayland-1 ]]; then
-        echo "SKIP: sway did not start: $(tail -n 3 "$work/sway.log")"
+    headless_sway_start "$work" \
+        "bindsym Mod1+d exec echo pressed >>$work/bound.log; exec $talvo --lookup >>$work/bound.log 2>&1" ||
         exit 77
-    fi
-    export WAYLAND_DISPLAY=wayland-1
-    export SWAYSOCK=$(ls "$XDG_RUNTIME_DIR"/sway-ipc.*.sock 2>/dev/null | head -n 1)
-    [[ -S $SWAYSOCK ]] || { echo "SKIP: no sway IPC socket"; exit 77; }
+    pids+=($SWAY_PID)
 
     step "the user's clipboard, which no lookup may change"
     wl-copy --foreground "the user's clipboard" >"$work/clipboard.log" 2>&1 &
@@ -118,7 +112,7 @@ CONF
     wl-copy --primary --foreground "傷寒論" >"$work/primary.log" 2>&1 &
     primary=$!
     pids+=($primary)
-    sleep 0.3
+    wait_primary "傷寒論"
     started=$(date +%s%N)
     "$talvo" --lookup || fail "talvo --lookup failed"
     found=$(wait_window '^Talvo — 傷寒論') || fail "no panel for 傷寒論"
@@ -134,13 +128,15 @@ CONF
     grim "$work/shots/wayland-panel.png"
     wtype -s 150 -k Escape
     wait_gone '^Talvo — 傷寒論' || fail "Escape did not close the panel"
+    # Reading never takes the selection from its owner.
+    kill -0 "$primary" 2>/dev/null || fail "the selection's owner lost PRIMARY"
 
     step "a key bound in the compositor runs the same lookup"
     kill "$primary"
     wl-copy --primary --foreground "數" >"$work/primary2.log" 2>&1 &
     primary=$!
     pids+=($primary)
-    sleep 0.3
+    wait_primary "數"
     # wtype's first event can be lost while the compositor takes its new keymap.
     wtype -s 150 -M shift -m shift -M alt d -m alt
     wait_window '^Talvo — 數' >/dev/null ||
@@ -194,7 +190,7 @@ CONF
     wait_ready || fail "talvo did not get ready with the focused read"
     wl-copy --primary --foreground "脈浮" >"$work/primary3.log" 2>&1 &
     pids+=($!)
-    sleep 0.3
+    wait_primary "脈浮"
     "$talvo" --lookup || fail "talvo --lookup failed"
     wait_window '^Talvo — 脈浮' >/dev/null || fail "no panel for 脈浮 read as the focused client; windows: $(window .)"
     sleep 0.3
@@ -213,22 +209,10 @@ CONF
     exit 0
 fi
 
-# ---- outside: tools, a folder the session's user owns, the session -------
+# ---- outside: tools, then the session ------------------------------------
+talvo=$1 dict=$2 artifacts=$3
 source "$(dirname "$(readlink -f "$0")")/../desktop_prereqs.sh"
 require_tools_and_dictionary "$dict" sway swaymsg wl-copy wl-paste grim wtype dbus-run-session python3
 mkdir -p "$artifacts"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-chmod 755 "$work"
-self=$(readlink -f "$0")
-inner=(dbus-run-session -- bash "$self" --inner "$talvo" "$dict" "$work")
-if [[ $(id -u) -eq 0 ]]; then
-    command -v setpriv >/dev/null || { echo "SKIP: setpriv is not installed"; exit 77; }
-    chown 65534:65534 "$work"
-    env -i PATH="$PATH" LANG=C.UTF-8 setpriv --reuid=65534 --regid=65534 --clear-groups "${inner[@]}"
-else
-    env -i PATH="$PATH" LANG=C.UTF-8 "${inner[@]}"
-fi
-status=$?
-cp "$work"/shots/*.png "$artifacts"/ 2>/dev/null
-exit $status
+keep_shots() { cp "$1"/shots/*.png "$artifacts"/ 2>/dev/null; }
+KEEP_WORK=keep_shots headless_sway_session "$0" "$talvo" "$dict"

@@ -1,5 +1,6 @@
 #include "app/popup/keyable_panel.h"
 
+#include <QCloseEvent>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -55,6 +56,13 @@ void KeyablePanel::keyPressEvent(QKeyEvent* event) {
         return;
     }
     QWidget::keyPressEvent(event);
+}
+
+void KeyablePanel::closeEvent(QCloseEvent* event) {
+    event->accept();
+    if (onEsc) {
+        onEsc();
+    }
 }
 
 void KeyablePanel::changeEvent(QEvent* event) {

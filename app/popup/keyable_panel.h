@@ -29,6 +29,8 @@ class KeyablePanel : public QWidget {
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;
+    // The window manager closed it (a compositor's close key): as Escape.
+    void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;

@@ -75,6 +75,12 @@ TEST_F(PopupTest, EscapeAndTheCloseButtonCloseAndGiveFocusBack) {
     view()->findChild<QToolButton*>(QStringLiteral("close"))->click();
     EXPECT_EQ(popup.panel(), nullptr);
     EXPECT_EQ(focus.restoredFocus, 4242u);
+
+    // Closed by the window manager: forgotten at once, not left hidden for
+    // the next lookup to trip over.
+    popup.show(phrase(), {});
+    popup.panel()->close();
+    EXPECT_EQ(popup.panel(), nullptr);
 }
 
 TEST_F(PopupTest, LosingFocusClosesWithoutTakingFocusBack) {

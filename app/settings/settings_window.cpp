@@ -19,6 +19,7 @@
 #include "app/theme/theme.h"
 #include "core/l10n/localization.h"
 #include "core/ui/hotkey_combo.h"
+#include "net/online/online_config.h"
 #include "net/settings/app_settings.h"
 
 namespace talvo {
@@ -309,6 +310,10 @@ void SettingsWindow::saveServiceUrl() {
     QString text = m_url->text().trimmed();
     if (!usableServiceUrl(text)) {
         m_urlStatus->setText(m_l10n.text(msg::kInvalidServiceUrl));
+        return;
+    }
+    if (carriesTokenInClear(text.toStdString())) {
+        m_urlStatus->setText(m_l10n.text(msg::kServiceUrlNeedsHttps));
         return;
     }
     m_settings.setServiceUrl(text.toStdString());

@@ -122,6 +122,14 @@ TEST_F(SettingsTest, ServerAddressIsCheckedAndSavedAndTheTokenNeedsAKeychain) {
     url->setText(QStringLiteral(" https://talvo.example/ "));
     window->findChild<QPushButton*>(QStringLiteral("saveUrl"))->click();
     EXPECT_EQ(settings.serviceUrl(), "https://talvo.example");
+    // Plain http only to this machine: elsewhere the token would travel in clear.
+    url->setText(QStringLiteral("http://talvo.example"));
+    window->findChild<QPushButton*>(QStringLiteral("saveUrl"))->click();
+    EXPECT_TRUE(text("urlStatus").startsWith(QStringLiteral("Hãy dùng https://")));
+    EXPECT_EQ(settings.serviceUrl(), "https://talvo.example");
+    url->setText(QStringLiteral("http://127.0.0.1:8080"));
+    window->findChild<QPushButton*>(QStringLiteral("saveUrl"))->click();
+    EXPECT_EQ(settings.serviceUrl(), "http://127.0.0.1:8080");
 
     window->findChild<QLineEdit*>(QStringLiteral("token"))->setText(QStringLiteral("secret"));
     window->findChild<QPushButton*>(QStringLiteral("saveToken"))->click();

@@ -210,6 +210,13 @@ inline constexpr Tr kStartAtLoginFailed{
 };
 inline constexpr Tr kSave{"Lưu", "儲存", "Save"};
 inline constexpr Tr kSaved{"Đã lưu.", "已儲存。", "Saved."};
+inline constexpr Tr kServiceUrlNeedsHttps{
+    "Hãy dùng https://: với http://, mã đăng nhập đi qua mạng ở dạng đọc được. http:// chỉ dùng "
+    "cho máy chủ trên chính máy này.",
+    "請使用 https://：使用 http:// 時，登入權杖會以明文經過網路。http:// 只用於本機上的伺服器。",
+    "Use https://: with http:// your sign-in token would cross the network in clear text. "
+    "http:// is only for a server on this machine.",
+};
 inline constexpr Tr kTokenUnavailable{
     "Chưa lưu được mã đăng nhập: kho khoá của hệ thống chưa sẵn sàng.",
     "無法儲存登入權杖：系統鑰匙圈無法使用。",

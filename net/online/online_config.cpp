@@ -1,5 +1,8 @@
 #include "net/online/online_config.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace talvo {
 
 namespace {
@@ -32,6 +35,33 @@ bool isUsableBaseUrl(std::string_view base) {
         if (static_cast<unsigned char>(c) <= 0x20 || c == 0x7f || c == '?' || c == '#') {
             return false;
         }
+    }
+    return true;
+}
+
+bool carriesTokenInClear(std::string_view base) {
+    if (base.substr(0, 7) != "http://") {
+        return false;
+    }
+    std::string_view rest = base.substr(7);
+    std::string_view authority = rest.substr(0, rest.find('/'));
+    std::string_view host;
+    if (!authority.empty() && authority.front() == '[') {
+        host = authority.substr(0, authority.find(']') + 1);  // [::1]:8080
+    } else {
+        host = authority.substr(0, authority.find(':'));
+    }
+    std::string lower;
+    for (char c : host) {
+        lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    if (lower == "localhost" || lower == "[::1]") {
+        return false;
+    }
+    // 127.0.0.0/8, written as four decimal numbers.
+    if (lower.rfind("127.", 0) == 0 && std::count(lower.begin(), lower.end(), '.') == 3 &&
+        lower.find_first_not_of("0123456789.") == std::string::npos) {
+        return false;
     }
     return true;
 }

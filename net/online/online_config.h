@@ -37,4 +37,9 @@ std::optional<std::string> endpointUrl(std::string_view base, std::string_view p
 // The same test on a URL alone, for settings forms and talvo-cli login.
 bool isUsableBaseUrl(std::string_view base);
 
+// Whether a sign-in token sent to `base` would cross a network in clear
+// text: plain http:// to any host but this machine (localhost, 127.0.0.0/8,
+// [::1]). Such an address is refused wherever a token could go to it.
+bool carriesTokenInClear(std::string_view base);
+
 }  // namespace talvo

@@ -202,3 +202,16 @@ TEST(OnlineConfig, EndpointsNeedAnHttpBase) {
         EXPECT_FALSE(endpointUrl(bad, "/api/study/sync").has_value()) << bad;
     }
 }
+
+TEST(OnlineConfig, ATokenNeverTravelsInClearBeyondThisMachine) {
+    for (const char* clear :
+         {"http://talvo.example", "http://10.0.0.2:8080/svc", "http://127.example",
+          "http://localhost.example", "http://[2001:db8::1]:80", "http://127.0.0.1.evil.example"}) {
+        EXPECT_TRUE(carriesTokenInClear(clear)) << clear;
+    }
+    for (const char* safe :
+         {"https://talvo.example", "http://localhost:8080", "http://LOCALHOST",
+          "http://127.0.0.1:9000/svc", "http://127.1.2.3", "http://[::1]:8080/"}) {
+        EXPECT_FALSE(carriesTokenInClear(safe)) << safe;
+    }
+}

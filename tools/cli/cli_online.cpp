@@ -95,6 +95,10 @@ class OnlineSession {
                     << "' is not a service URL (http:// or https://, a host, no query)\n";
             return kExitUsage;
         }
+        if (carriesTokenInClear(server)) {
+            m_e.err << "talvo-cli: " << msg::kServiceUrlNeedsHttps.pick(m_o.lang) << '\n';
+            return kExitUsage;
+        }
         std::optional<std::string> token;
         if (a.token) {
             if (*a.token == "-") {

@@ -58,6 +58,13 @@ TEST_F(CliOnlineTest, LoginKeepsTheServerAndAPrivateTokenThatIsNeverPrinted) {
     EXPECT_EQ(err.str().find("two words"), std::string::npos);
     EXPECT_EQ(run({"login", "--server", "ftp://x"}), cli::kExitUsage);
     EXPECT_EQ(run({"login", "--token", "abc"}), cli::kExitUsage);
+    // Plain http to another machine would carry the token in clear text.
+    EXPECT_EQ(run({"--lang", "en", "login", "--server", "http://talvo.example", "--token", "-"},
+                  "third-token\n"),
+              cli::kExitUsage);
+    EXPECT_NE(err.str().find("Use https://"), std::string::npos) << err.str();
+    EXPECT_EQ(err.str().find("third-token"), std::string::npos);
+    EXPECT_EQ(AppSettings(vars["TALVO_CONFIG"]).serviceUrl(), server.url());
 
     ASSERT_EQ(run({"logout"}), 0);
     EXPECT_FALSE(std::filesystem::exists(tokenFile()));

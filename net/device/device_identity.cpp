@@ -1,5 +1,8 @@
 #include "net/device/device_identity.h"
 
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+
 #include <QString>
 #include <QUuid>
 #include <cctype>
@@ -64,6 +67,38 @@ std::optional<std::string> DeviceIdentity::uuidFromFiles(const std::vector<std::
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::string> DeviceIdentity::appSpecificId(std::string_view machineUuid) {
+    // Drawn once for Talvo; changing it would make every device a new one.
+    static constexpr unsigned char kAppId[16] = {0x24, 0xa4, 0xde, 0x50, 0xa3, 0x5f, 0x4c, 0x12,
+                                                 0xa8, 0xc7, 0x0a, 0x39, 0x02, 0x67, 0x00, 0x5b};
+    std::optional<std::string> canonical = canonicalUuid(machineUuid);
+    if (!canonical) {
+        return std::nullopt;
+    }
+    unsigned char key[16];
+    size_t k = 0;
+    for (size_t i = 0; i < canonical->size(); i += (*canonical)[i] == '-' ? 1 : 2) {
+        if ((*canonical)[i] != '-') {
+            key[k++] = static_cast<unsigned char>(std::stoi(canonical->substr(i, 2), nullptr, 16));
+        }
+    }
+    unsigned char mac[EVP_MAX_MD_SIZE];
+    unsigned int macLength = 0;
+    if (!HMAC(EVP_sha256(), key, sizeof key, kAppId, sizeof kAppId, mac, &macLength) ||
+        macLength < 16) {
+        return std::nullopt;
+    }
+    mac[6] = static_cast<unsigned char>((mac[6] & 0x0F) | 0x40);  // version 4
+    mac[8] = static_cast<unsigned char>((mac[8] & 0x3F) | 0x80);  // RFC 4122 variant
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string hex;
+    for (int i = 0; i < 16; ++i) {
+        hex += kHex[mac[i] >> 4];
+        hex += kHex[mac[i] & 0x0F];
+    }
+    return canonicalUuid(hex);
 }
 
 std::string DeviceIdentity::persistedFallback(AppSettings& settings) {

@@ -3,7 +3,12 @@
 namespace talvo {
 
 std::optional<std::string> DeviceIdentity::hardwareUUID() {
-    return uuidFromFiles({"/etc/machine-id", "/var/lib/dbus/machine-id"});
+    // machine-id(5): programs derive their own identifier from it and never
+    // show the id itself.
+    if (auto machine = uuidFromFiles({"/etc/machine-id", "/var/lib/dbus/machine-id"})) {
+        return appSpecificId(*machine);
+    }
+    return std::nullopt;
 }
 
 }  // namespace talvo

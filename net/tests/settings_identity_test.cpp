@@ -80,6 +80,23 @@ TEST(DeviceIdentity, MachineIdsBecomeUpperCaseUuids) {
     EXPECT_FALSE(DeviceIdentity::uuidFromFiles({dir.file("empty")}).has_value());
 }
 
+TEST(DeviceIdentity, TheWireCarriesAnIdDerivedFromTheMachineIdNeverTheIdItself) {
+    // The value systemd-id128 gives for this machine id and our application id
+    // (`systemd-id128 machine-id --app-specific=24a4de50…`), computed apart.
+    const std::string machine = "0f3c9a1e2b4d4c6e8a0b1c2d3e4f5a6b";
+    EXPECT_EQ(DeviceIdentity::appSpecificId(machine), "ABC67FB6-98F9-4075-9D0A-3DD1D889C586");
+    EXPECT_EQ(DeviceIdentity::appSpecificId("0F3C9A1E-2B4D-4C6E-8A0B-1C2D3E4F5A6B"),
+              DeviceIdentity::appSpecificId(machine));
+    EXPECT_FALSE(DeviceIdentity::appSpecificId("not a machine id").has_value());
+#ifdef __linux__
+    if (auto raw = DeviceIdentity::uuidFromFiles({"/etc/machine-id"})) {
+        ASSERT_TRUE(DeviceIdentity::hardwareUUID().has_value());
+        EXPECT_NE(*DeviceIdentity::hardwareUUID(), *raw);
+        EXPECT_EQ(DeviceIdentity::hardwareUUID(), DeviceIdentity::appSpecificId(*raw));
+    }
+#endif
+}
+
 TEST(DeviceIdentity, FallbackIsMadeOnceAndKeptAsStored) {
     TempDir dir;
     std::string first;

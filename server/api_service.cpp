@@ -1,5 +1,7 @@
 #include "server/api_service.h"
 
+#include <openssl/crypto.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -420,7 +422,24 @@ void ApiService::healthz(const httplib::Request&, httplib::Response& res, Contex
     setJson(res, 200, body.dump());
 }
 
-void ApiService::metricsPage(const httplib::Request&, httplib::Response& res, Context&) {
+void ApiService::installMetrics(httplib::Server& server) {
+    server.Get("/metrics",
+               [this](const httplib::Request&, httplib::Response& res) { writeMetrics(res); });
+}
+
+void ApiService::metricsPage(const httplib::Request& req, httplib::Response& res, Context&) {
+    // Unknown to anyone without the operator's token: the figures tell
+    // strangers how busy the server is and which routes it has.
+    const std::string given = req.get_header_value("Authorization");
+    const std::string wanted = "Bearer " + m_options.metricsToken;
+    if (m_options.metricsToken.empty() || given.size() != wanted.size() ||
+        CRYPTO_memcmp(given.data(), wanted.data(), wanted.size()) != 0) {
+        throw HttpError(404, "no such endpoint");
+    }
+    writeMetrics(res);
+}
+
+void ApiService::writeMetrics(httplib::Response& res) {
     std::vector<std::pair<std::string, double>> gauges;
     if (m_pool) {
         gauges.emplace_back("talvo_http_queue_length", static_cast<double>(m_pool->queued.load()));

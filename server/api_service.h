@@ -34,6 +34,11 @@ struct ApiOptions {
     // desktop copies that lack one; empty: that route answers 404.
     std::string strokesDir;
     RateLimit contentLimit{20, 200};
+    // The operator's token for GET /metrics on the public listener
+    // ("Authorization: Bearer TOKEN"); empty: that route answers 404 there,
+    // and the figures are served only by installMetrics() on the operator's
+    // own listener.
+    std::string metricsToken;
 };
 
 // The HTTP API: routing, input limits, authentication, rate limits, the
@@ -60,6 +65,10 @@ class ApiService {
 
     void handle(const httplib::Request& req, httplib::Response& res);
 
+    // GET /metrics alone, without a token: for a listener of the operator's
+    // own (loopback by default), apart from the public one.
+    void installMetrics(httplib::Server& server);
+
     Metrics& metrics() { return m_metrics; }
     size_t maxBody() const;
 
@@ -82,6 +91,7 @@ class ApiService {
     void statsLookup(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void healthz(const httplib::Request& req, httplib::Response& res, Context& ctx);
     void metricsPage(const httplib::Request& req, httplib::Response& res, Context& ctx);
+    void writeMetrics(httplib::Response& res);
 
     void limit(const std::string& key, const RateLimit& limit);
     // Trims and bounds a passage; throws HttpError 400 or 413.

@@ -1,5 +1,7 @@
 #include "server/server_cli.h"
 
+#include <algorithm>
+
 #include <pthread.h>
 #include <signal.h>
 #include <filesystem>
@@ -89,6 +91,16 @@ class Options {
         return std::nullopt;
     }
 
+    // Whether the flag `name` (no value) was given; takes it.
+    bool flag(const std::string& name) {
+        auto it = std::find(m_args.begin(), m_args.end(), name);
+        if (it == m_args.end()) {
+            return false;
+        }
+        m_args.erase(it);
+        return true;
+    }
+
     // The words left once the options are taken; an unknown option is an error.
     std::vector<std::string> rest() const {
         for (const std::string& a : m_args) {
@@ -134,6 +146,14 @@ std::pair<std::string, int> parseListen(const std::string& value) {
         port = value.substr(colon + 1);
     }
     return {host, static_cast<int>(intOption("--listen port", port, 0, 65535))};
+}
+
+// This machine only: nothing sent to it crosses a network.
+bool loopbackHost(const std::string& host) {
+    if (host == "localhost" || host == "::1") {
+        return true;
+    }
+    return host.rfind("127.", 0) == 0 && host.find_first_not_of("0123456789.") == std::string::npos;
 }
 
 RateLimit scaled(RateLimit limit, double factor) {
@@ -208,6 +228,11 @@ struct Cli {
         }
         http.tlsCert = o.take("--tls-cert").value_or("");
         http.tlsKey = o.take("--tls-key").value_or("");
+        const bool behindTlsProxy = o.flag("--behind-tls-proxy");
+        // The operator's figures: on a listener of their own, loopback
+        // unless told otherwise, and on the public one only with a token.
+        std::string metricsListen = o.take("--metrics-listen").value_or("127.0.0.1:9787");
+        std::string metricsTokenEnv = o.take("--metrics-token-env").value_or("TALVO_METRICS_TOKEN");
         std::optional<std::string> mtUrl = o.take("--mt-url");
         std::string mtModel = o.take("--mt-model").value_or("gpt-4o-mini");
         std::string mtKeyEnv = o.take("--mt-key-env").value_or("TALVO_MT_API_KEY");
@@ -233,11 +258,20 @@ struct Cli {
             api.contentLimit = scaled(api.contentLimit, factor);
         }
         api.strokesDir = o.take("--strokes").value_or(defaultStrokesDir(env));
+        api.metricsToken = env.getenv(metricsTokenEnv).value_or("");
         if (auto rows = o.take("--page-rows")) {
             api.pull.maxRows = static_cast<size_t>(intOption("--page-rows", *rows, 1, 100000));
         }
         if (o.rest().size() != 1) {
             throw UsageError{"serve takes options only"};
+        }
+        if (!loopbackHost(http.host) && (http.tlsCert.empty() || http.tlsKey.empty()) &&
+            !behindTlsProxy) {
+            env.err << "talvo-server: will not listen on " << http.host << ":" << http.port
+                    << " without TLS: sign-in tokens and study data would cross the network in "
+                       "clear text. Give --tls-cert and --tls-key, or, when a TLS proxy in front "
+                       "forwards to this address, say so with --behind-tls-proxy.\n";
+            return 2;
         }
 
         // A peer that hangs up mid-answer must cost its connection, not the
@@ -289,10 +323,31 @@ struct Cli {
         if (worker) {
             worker->start();
         }
+        httplib::Server metrics;
+        std::thread metricsThread;
+        if (metricsListen != "off") {
+            auto [host, port] = parseListen(metricsListen);
+            service.installMetrics(metrics);
+            if (metrics.bind_to_port(host, port)) {
+                logger.info("metrics", {{"address", host}, {"port", port}});
+                metricsThread = std::thread([&metrics] { metrics.listen_after_bind(); });
+                // stop() does nothing to a server that has not started.
+                for (int i = 0; i < 200 && !metrics.is_running(); ++i) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                }
+            } else {
+                // Another server on this machine has it: the API still runs.
+                logger.warn("metrics listener not started", {{"address", host}, {"port", port}});
+            }
+        }
         bool ok;
         {
             SignalWatcher watcher(server, logger);
             ok = server.run();
+        }
+        if (metricsThread.joinable()) {
+            metrics.stop();
+            metricsThread.join();
         }
         if (worker) {
             worker->stop();
@@ -488,7 +543,8 @@ std::string usage() {
            ")\n"
            "commands:\n"
            "  serve [--listen HOST:PORT] [--threads N] [--keep-alive SECONDS] [--db-pool N]\n"
-           "        [--tls-cert PEM --tls-key PEM]\n"
+           "        [--tls-cert PEM --tls-key PEM | --behind-tls-proxy]\n"
+           "        [--metrics-listen HOST:PORT|off] [--metrics-token-env VAR]\n"
            "        [--mt-url URL] [--mt-model NAME] [--mt-key-env VAR] [--strokes DIR]\n"
            "        [--log-level debug|info|warn|error] [--rate-scale F] [--page-rows N]\n"
            "  migrate                      bring the database schema up to date\n"

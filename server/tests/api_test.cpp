@@ -172,11 +172,35 @@ TEST_F(ApiTest, LessonsRouteServesTheImportedStarterSet) {
     EXPECT_EQ(feed->lessons[0].hanLabel, "六淫");
 }
 
+TEST_F(ApiTest, TheFiguresAreTheOperatorsOnly) {
+    for (const httplib::Headers& h :
+         {httplib::Headers{}, httplib::Headers{{"Authorization", "Bearer operator-secreT"}},
+          httplib::Headers{{"Authorization", "Bearer " + token}}}) {
+        auto r = server.client().Get("/metrics", h);
+        ASSERT_TRUE(r);
+        EXPECT_EQ(r->status, 404);
+        EXPECT_THAT(r->body, testing::Not(HasSubstr("talvo_")));
+    }
+    // The operator's own listener needs no token.
+    httplib::Server own;
+    server.api().installMetrics(own);
+    int port = own.bind_to_any_port("127.0.0.1");
+    std::thread serving([&] { own.listen_after_bind(); });
+    while (!own.is_running()) {
+        std::this_thread::yield();
+    }
+    auto r = httplib::Client("127.0.0.1", port).Get("/metrics");
+    own.stop();
+    serving.join();
+    ASSERT_TRUE(r);
+    EXPECT_THAT(r->body, HasSubstr("talvo_http_requests_total"));
+}
+
 TEST_F(ApiTest, MetricsCountRequestsByRouteAndStatus) {
     post("/api/study/sync", syncBody("A", 0), token);
     post("/api/study/sync", syncBody("A", 0));
     server.client().Get("/nowhere");
-    auto r = server.client().Get("/metrics");
+    auto r = server.client().Get("/metrics", operatorHeaders());
     ASSERT_TRUE(r);
     EXPECT_THAT(r->get_header_value("Content-Type"), HasSubstr("text/plain"));
     EXPECT_THAT(r->body,
@@ -233,7 +257,7 @@ TEST_F(StrokesTest, OneCharacterFileIsServedAndNothingElseIs) {
         EXPECT_EQ(error(bad).first, 404) << path;
     }
     EXPECT_EQ(error(post("/npm/hanzi-writer-data@2.0/%E6%B0%B8.json", "{}")).first, 405);
-    EXPECT_THAT(server.client().Get("/metrics")->body,
+    EXPECT_THAT(server.client().Get("/metrics", operatorHeaders())->body,
                 HasSubstr("route=\"/npm/hanzi-writer-data@2.0/\""));
 }
 
@@ -296,7 +320,7 @@ TEST(ApiStorageFailure, CorruptDatabaseAnswers503AndServerStaysUp) {
     EXPECT_EQ(r->status, 503) << r->body;
     EXPECT_THAT(server.logText(), HasSubstr("malformed"));  // the reason is logged, not answered
     EXPECT_THAT(r->body, testing::Not(HasSubstr("malformed")));
-    EXPECT_EQ(server.client().Get("/metrics")->status, 503);
+    EXPECT_EQ(server.client().Get("/metrics", operatorHeaders())->status, 503);
     EXPECT_TRUE(server.client().Get("/healthz"));
 
     // A file that is not a database at all is refused when opening.

@@ -127,6 +127,15 @@ TEST_F(CliTest, PendingPassagesCanBeTranslatedByHand) {
 
 // The real binary: SIGTERM while devices are syncing. Every exchange that
 // was answered is stored whole, none is half-stored, and the process exits 0.
+TEST_F(CliTest, ServingBeyondThisMachineNeedsTls) {
+    for (const char* listen : {"0.0.0.0:0", "192.0.2.7:8787", "[::]:0"}) {
+        CliRun r = run({"serve", "--listen", listen});
+        EXPECT_EQ(r.code, 1) << listen;
+        EXPECT_THAT(r.err, HasSubstr("without TLS")) << listen;
+        EXPECT_THAT(r.err, HasSubstr("--behind-tls-proxy")) << listen;
+    }
+}
+
 TEST(ServeProcess, SigtermFinishesInFlightRequestsAndExitsCleanly) {
     TempDir dir;
     std::string url = "sqlite:" + dir.file("server.sqlite");

@@ -142,7 +142,12 @@ httplib::Client TestServer::client() const {
 ApiOptions unlimited() {
     ApiOptions o;
     o.syncLimit = o.translateLimit = o.statsLimit = o.readLimit = o.contentLimit = RateLimit{};
+    o.metricsToken = "operator-secret";
     return o;
+}
+
+httplib::Headers operatorHeaders() {
+    return {{"Authorization", "Bearer operator-secret"}};
 }
 
 CardRecord card(const std::string& uid, int64_t updatedAt, int64_t reps) {

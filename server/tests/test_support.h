@@ -101,6 +101,8 @@ class TestServer {
 
 // API options without rate limits, for tests that send many requests.
 ApiOptions unlimited();
+// The operator's token that unlimited() sets for GET /metrics, as a header.
+httplib::Headers operatorHeaders();
 
 // A card and a log as a device would send them.
 CardRecord card(const std::string& uid, int64_t updatedAt, int64_t reps = 1);

@@ -1,7 +1,5 @@
 #include "server/api_service.h"
 
-#include <openssl/crypto.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -430,10 +428,8 @@ void ApiService::installMetrics(httplib::Server& server) {
 void ApiService::metricsPage(const httplib::Request& req, httplib::Response& res, Context&) {
     // Unknown to anyone without the operator's token: the figures tell
     // strangers how busy the server is and which routes it has.
-    const std::string given = req.get_header_value("Authorization");
-    const std::string wanted = "Bearer " + m_options.metricsToken;
-    if (m_options.metricsToken.empty() || given.size() != wanted.size() ||
-        CRYPTO_memcmp(given.data(), wanted.data(), wanted.size()) != 0) {
+    if (m_options.metricsToken.empty() || !constantTimeEquals(req.get_header_value("Authorization"),
+                                                              "Bearer " + m_options.metricsToken)) {
         throw HttpError(404, "no such endpoint");
     }
     writeMetrics(res);

@@ -15,6 +15,27 @@ constexpr const char* kLookupChar = "SELECT am FROM han_viet WHERE char = ? ORDE
 constexpr const char* kLookupAm =
     "SELECT DISTINCT char FROM han_viet WHERE lower(am) = ? ORDER BY rowid";
 constexpr const char* kFrequencies = "SELECT char, n FROM corpus_freq";
+constexpr const char* kWordKeys = "SELECT id, text, simplified, freq FROM words";
+constexpr const char* kWordFolds = "SELECT char, standard FROM word_fold";
+constexpr const char* kWordColumns =
+    "SELECT id, text, reading, fixed, gloss, gloss_source, english, freq FROM words ";
+// A reverse lookup lists the words it finds before the characters; a handful is plenty.
+constexpr int kWordsByReadingLimit = 20;
+
+std::optional<WordEntry> wordRow(db::Statement& st) {
+    auto text = st.text(1);
+    auto reading = st.text(2);
+    if (!text || !reading || text->empty()) {
+        return std::nullopt;
+    }
+    auto optional = [&](int i) {
+        auto v = st.text(i);
+        return v && !v->empty() ? v : std::nullopt;
+    };
+    return WordEntry{
+        st.int64(0), std::move(*text), std::move(*reading), static_cast<uint32_t>(st.int64(3)),
+        optional(4), optional(5),      optional(6),         st.int64(7)};
+}
 }  // namespace
 
 DictionaryStore::DictionaryStore(const std::string& path) : m_path(path) {
@@ -148,6 +169,68 @@ std::vector<std::string> DictionaryStore::topCharsByFreq(int limit) {
             if (static_cast<int>(out.size()) == limit) {
                 break;
             }
+        }
+    }
+    return out;
+}
+
+const WordIndex& DictionaryStore::wordIndex() {
+    if (m_words) {
+        return *m_words;
+    }
+    m_words.emplace();
+    WordIndex& index = *m_words;
+    db::Statement keys(*m_db, kWordKeys);
+    while (keys.valid() && keys.step()) {
+        WordIndex::Key key{keys.int64(0), keys.int64(3)};
+        for (int column : {1, 2}) {
+            auto t = keys.text(column);
+            if (!t || t->empty()) {
+                continue;
+            }
+            std::vector<std::string> chars = text::graphemes(*t);
+            if (chars.size() < 2) {
+                continue;
+            }
+            index.maxLength = std::max(index.maxLength, chars.size());
+            index.prefixes.insert(chars[0] + chars[1]);
+            index.byText.emplace(std::move(*t), key);
+        }
+    }
+    db::Statement folds(*m_db, kWordFolds);
+    while (folds.valid() && folds.step()) {
+        auto from = folds.text(0);
+        auto to = folds.text(1);
+        if (from && to && !from->empty() && !to->empty()) {
+            index.fold.emplace(std::move(*from), std::move(*to));
+        }
+    }
+    return index;
+}
+
+std::optional<WordEntry> DictionaryStore::word(int64_t id) {
+    db::Statement* st = m_db->cached(std::string(kWordColumns) + "WHERE id = ?");
+    if (!st) {
+        return std::nullopt;
+    }
+    db::ScopedReset guard(*st);
+    st->bind(1, id);
+    return st->step() ? wordRow(*st) : std::nullopt;
+}
+
+std::vector<WordEntry> DictionaryStore::wordsByReading(std::string_view reading) {
+    std::vector<WordEntry> out;
+    db::Statement* st =
+        m_db->cached(std::string(kWordColumns) + "WHERE reading = ? ORDER BY freq DESC, id LIMIT " +
+                     std::to_string(kWordsByReadingLimit));
+    if (!st) {
+        return out;
+    }
+    db::ScopedReset guard(*st);
+    st->bind(1, reading);
+    while (st->step()) {
+        if (auto w = wordRow(*st)) {
+            out.push_back(std::move(*w));
         }
     }
     return out;

@@ -80,6 +80,9 @@ struct Dictionary {
 
     std::map<char32_t, Entry> entries;  // by code point
     std::vector<Word> words;            // by text
+    // Edition forms of the corpus and the standard form each stands for
+    // (隂 → 陰), by code point: a lookup folds them before matching words.
+    std::map<char32_t, char32_t> folds;
     Stats stats;
     WordStats wordStats;
 };

@@ -420,6 +420,7 @@ class Builder {
                 st.foldedTokens += n;
                 ++st.foldedForms;
                 folds.push_back({n, {c, to}});
+                m_dict.folds[c] = to;
             }
             folded[to] += n;
         }

@@ -20,6 +20,7 @@ CREATE TABLE words(id INTEGER PRIMARY KEY, text TEXT NOT NULL, simplified TEXT,
                    reading TEXT NOT NULL, fixed INTEGER NOT NULL, gloss TEXT,
                    gloss_source TEXT, entry TEXT, english TEXT, pinyin TEXT,
                    freq INTEGER NOT NULL, source TEXT NOT NULL);
+CREATE TABLE word_fold(char TEXT PRIMARY KEY, standard TEXT NOT NULL);
 )sql";
 
 // Built after the rows are in: one sorted pass instead of a b-tree insert per row.
@@ -98,6 +99,13 @@ void insertRows(db::Database& db, const Dictionary& dict, const DictionaryWriter
         word.bind(10, w.frequency).bind(11, source);
         check(word.run(), db, "writing words");
         word.reset();
+    }
+    db::Statement fold(db, "INSERT INTO word_fold(char, standard) VALUES(?, ?)");
+    check(fold.valid(), db, "preparing");
+    for (const auto& [from, to] : dict.folds) {
+        fold.bind(1, HanChars::utf8(from)).bind(2, HanChars::utf8(to));
+        check(fold.run(), db, "writing word_fold");
+        fold.reset();
     }
     for (const auto& [key, value] : meta) {
         metaRow.bind(1, key).bind(2, value);

@@ -263,6 +263,19 @@ TEST_F(PopupTest, ReverseCopiesACandidateOrSaysThereIsNone) {
     candidates[1]->click();
     EXPECT_EQ(clipboard.text(), QStringLiteral("汗"));
 
+    // Whole words come first, and copy whole.
+    ReverseLookup words{"thương hàn",
+                        {{"thương", {{"傷", {"thương"}, {}}}}, {"hàn", {{"寒", {"hàn"}, {}}}}},
+                        {{"傷寒", 0, 2, "thương hàn", {}, {}, "cold damage", 1445}}};
+    popup.showReverse(words);
+    rv = qobject_cast<ReversePopupView*>(popup.panel()->content());
+    auto* word = rv->findChild<QPushButton*>(QStringLiteral("word"));
+    ASSERT_TRUE(word);
+    EXPECT_LT(word->mapTo(rv, QPoint()).y(),
+              rv->findChild<QPushButton*>(QStringLiteral("candidate"))->mapTo(rv, QPoint()).y());
+    word->click();
+    EXPECT_EQ(clipboard.text(), QStringLiteral("傷寒"));
+
     popup.showReverse({"xyz", {{"xyz", {}}}});
     rv = qobject_cast<ReversePopupView*>(popup.panel()->content());
     EXPECT_EQ(rv->findChild<QLabel*>(QStringLiteral("noMatch"))->text(),

@@ -71,7 +71,9 @@ class DictionaryStore {
     // The word table's index, read on first use and kept; empty when the
     // dictionary has no word table.
     const WordIndex& wordIndex();
-    std::optional<WordEntry> word(int64_t id);
+    // The rows of these word ids (one query for all of them); ids without a
+    // row are left out.
+    std::unordered_map<int64_t, WordEntry> words(const std::vector<int64_t>& ids);
     // Words read exactly so (syllables lower case, one space apart), most
     // frequent first.
     std::vector<WordEntry> wordsByReading(std::string_view reading);

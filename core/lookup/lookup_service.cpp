@@ -150,6 +150,13 @@ std::vector<WordReading> LookupService::segment(const std::vector<std::string>& 
             }
         }
     }
+    std::vector<int64_t> ids;
+    for (size_t end = n; end > 0; end = best[end].from) {
+        if (best[end].id) {
+            ids.push_back(best[end].id);
+        }
+    }
+    std::unordered_map<int64_t, WordEntry> entries = m_dict.words(ids);
     std::vector<WordReading> words;
     for (size_t end = n; end > 0; end = best[end].from) {
         const Step& step = best[end];
@@ -159,7 +166,8 @@ std::vector<WordReading> LookupService::segment(const std::vector<std::string>& 
         for (size_t k = w.start; k < end; ++k) {
             w.text += chars[k];
         }
-        std::optional<WordEntry> entry = step.id ? m_dict.word(step.id) : std::nullopt;
+        auto found = step.id ? entries.find(step.id) : entries.end();
+        const WordEntry* entry = found == entries.end() ? nullptr : &found->second;
         std::vector<std::string_view> syllables;
         if (entry) {
             syllables = text::split(entry->reading, ' ');

@@ -180,6 +180,12 @@ const WordIndex& DictionaryStore::wordIndex() {
     }
     m_words.emplace();
     WordIndex& index = *m_words;
+    db::Statement count(*m_db, "SELECT count(*) FROM words");
+    if (count.valid() && count.step()) {
+        // Traditional and simplified forms, about one and a half keys a word.
+        index.byText.reserve(static_cast<size_t>(count.int64(0)) * 3 / 2);
+        index.prefixes.reserve(static_cast<size_t>(count.int64(0)));
+    }
     db::Statement keys(*m_db, kWordKeys);
     while (keys.valid() && keys.step()) {
         WordIndex::Key key{keys.int64(0), keys.int64(3)};

@@ -12,10 +12,11 @@ namespace talvo::dictgen::QuotedCompounds {
 
 namespace {
 
-// Particles that close a classical sentence, and words that only a clause
-// (not a term) holds once it runs to five characters.
+// Particles that close a classical sentence.
 constexpr std::u32string_view kSentenceFinal = U"也矣乎哉焉耶歟耳";
-constexpr std::u32string_view kClauseWords = U"之也矣乎哉焉耶歟而者其於則所以";
+// From five characters on, the dictionary quotes lines of verse and
+// sayings ("閶闔西南來", "富貴不能淫"), not words.
+constexpr size_t kSentenceLength = 5;
 // The explanation ends at the first of these.
 constexpr std::u32string_view kExplanationEnd = U",;.!?:()[]\"“”‘’。，；：！？、";
 
@@ -80,11 +81,8 @@ std::string explanationAfter(std::u32string_view s, size_t start) {
 }  // namespace
 
 bool looksLikeSentence(std::u32string_view run) {
-    if (run.size() >= 3 && contains(kSentenceFinal, run.back())) {
-        return true;
-    }
-    return run.size() >= 5 && std::any_of(run.begin(), run.end(),
-                                          [](char32_t c) { return contains(kClauseWords, c); });
+    return run.size() >= kSentenceLength ||
+           (run.size() >= 3 && contains(kSentenceFinal, run.back()));
 }
 
 std::vector<QuotedCompound> parse(std::string_view sense) {

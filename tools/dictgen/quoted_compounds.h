@@ -20,12 +20,12 @@ struct QuotedCompound {
 // counts when exactly as many Vietnamese syllables stand right before it;
 // its explanation is the text after it up to the next punctuation or Hán
 // character. Runs that read as a quoted sentence (ending in a sentence
-// particle, or five or more characters holding a function word) are left out:
-// they are citations, not words.
+// particle, or five characters and more: verse lines and sayings) are left
+// out: they are citations, not words.
 namespace QuotedCompounds {
 
 inline constexpr size_t kMinLength = 2;
-inline constexpr size_t kMaxLength = 8;
+inline constexpr size_t kMaxLength = 8;  // CC-CEDICT's words may run this long
 
 std::vector<QuotedCompound> parse(std::string_view sense);
 bool looksLikeSentence(std::u32string_view run);

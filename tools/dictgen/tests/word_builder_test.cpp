@@ -42,7 +42,8 @@ TEST(QuotedCompounds, LeavesOutSentencesAndRunsWithoutTheirReading) {
     EXPECT_TRUE(QuotedCompounds::parse("Rét. Hàn 寒來 rét").empty());
     EXPECT_TRUE(QuotedCompounds::parse("Như chữ hàn 寒 rét").empty());
     EXPECT_TRUE(QuotedCompounds::parse("Sách Luận ngữ: 學而 học").empty());
-    EXPECT_TRUE(QuotedCompounds::looksLikeSentence(U"一寒至此也"));
+    EXPECT_TRUE(QuotedCompounds::looksLikeSentence(U"寒至此也"));
+    EXPECT_TRUE(QuotedCompounds::looksLikeSentence(U"閶闔西南來"));
     EXPECT_FALSE(QuotedCompounds::looksLikeSentence(U"寒來暑往"));
 }
 

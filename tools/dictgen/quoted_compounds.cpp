@@ -34,7 +34,9 @@ std::string utf8(std::u32string_view s) {
 
 // The `count` words right before `end`, separated by single spaces: absent
 // when punctuation or fewer words come first, or one is not a syllable.
-std::optional<std::string> readingBefore(std::u32string_view s, size_t end, size_t count) {
+// `start` receives where the first of them begins.
+std::optional<std::string> readingBefore(std::u32string_view s, size_t end, size_t count,
+                                         size_t& start) {
     std::vector<std::string> words;
     size_t i = end;
     while (words.size() < count) {
@@ -54,6 +56,7 @@ std::optional<std::string> readingBefore(std::u32string_view s, size_t end, size
         }
         words.push_back(std::move(*syllable));
     }
+    start = i;
     std::string out;
     for (auto it = words.rbegin(); it != words.rend(); ++it) {
         if (!out.empty()) {
@@ -76,6 +79,44 @@ std::string explanationAfter(std::u32string_view s, size_t start) {
         return {};
     }
     return GlossText::shortGloss(out);
+}
+
+// "Học trò nghèo gọi là hàn sĩ 寒士": the clause before "gọi là" (is called)
+// explains the word when nothing follows it. `end` is where the reading starts.
+std::string explanationBefore(std::u32string_view s, size_t end) {
+    static const std::u32string kCalled = U"gọi là";
+    std::u32string lower = text::scalars(text::toLower(utf8(s.substr(0, end))));
+    while (!lower.empty() && lower.back() == U' ') {
+        lower.pop_back();
+    }
+    if (lower.size() < kCalled.size() ||
+        lower.compare(lower.size() - kCalled.size(), kCalled.size(), kCalled) != 0) {
+        return {};
+    }
+    size_t clauseEnd = lower.size() - kCalled.size();
+    size_t clauseStart = clauseEnd;
+    while (clauseStart > 0 && !contains(kExplanationEnd, s[clauseStart - 1]) &&
+           !HanChars::isIdeograph(s[clauseStart - 1])) {
+        --clauseStart;
+    }
+    std::string clause(text::trimWhitespace(utf8(s.substr(clauseStart, clauseEnd - clauseStart))));
+    // "Như ..." (as in) opens an example, "... cũng" (also) joins one.
+    for (std::string_view lead : {"Như ", "như "}) {
+        if (clause.rfind(lead, 0) == 0) {
+            clause.erase(0, lead.size());
+        }
+    }
+    for (std::string_view tail : {" cũng", " thì"}) {
+        if (clause.size() > tail.size() &&
+            clause.compare(clause.size() - tail.size(), tail.size(), tail) == 0) {
+            clause.erase(clause.size() - tail.size());
+        }
+    }
+    // One word before "gọi là" is an adverb ("Tục gọi là": commonly called).
+    if (clause.find(' ') == std::string::npos || clause.size() > GlossText::kShortLimit) {
+        return {};
+    }
+    return clause;
 }
 
 }  // namespace
@@ -101,7 +142,8 @@ std::vector<QuotedCompound> parse(std::string_view sense) {
         if (run.size() < kMinLength || run.size() > kMaxLength || looksLikeSentence(run)) {
             continue;
         }
-        auto reading = readingBefore(s, start, run.size());
+        size_t readingStart = 0;
+        auto reading = readingBefore(s, start, run.size(), readingStart);
         if (!reading) {
             continue;
         }
@@ -109,7 +151,11 @@ std::vector<QuotedCompound> parse(std::string_view sense) {
         for (char32_t& c : word) {
             c = HanChars::unified(c);
         }
-        out.push_back(QuotedCompound{std::move(word), std::move(*reading), explanationAfter(s, i)});
+        std::string explanation = explanationAfter(s, i);
+        if (explanation.empty()) {
+            explanation = explanationBefore(s, readingStart);
+        }
+        out.push_back(QuotedCompound{std::move(word), std::move(*reading), std::move(explanation)});
     }
     return out;
 }

@@ -19,7 +19,8 @@ struct QuotedCompound {
 // Finds the quoted words of one sense. A run of 2 to 8 Hán characters
 // counts when exactly as many Vietnamese syllables stand right before it;
 // its explanation is the text after it up to the next punctuation or Hán
-// character. Runs that read as a quoted sentence (ending in a sentence
+// character, or, when nothing follows, the clause before "gọi là" (is
+// called) that leads up to it. Runs that read as a quoted sentence (ending in a sentence
 // particle, or five characters and more: verse lines and sayings) are left
 // out: they are citations, not words.
 namespace QuotedCompounds {

@@ -30,10 +30,17 @@ TEST(QuotedCompounds, TakesTheSyllablesBeforeAndTheExplanationAfter) {
 }
 
 TEST(QuotedCompounds, LeavesOutSentencesAndRunsWithoutTheirReading) {
-    // No explanation after the quote.
-    auto q = QuotedCompounds::parse("Thấy mạch chạy gọi là mạch phù 脈浮. Thuận dòng.");
-    ASSERT_EQ(q.size(), 1u);
-    EXPECT_EQ(q[0], (QuotedCompound{U"脈浮", "mạch phù", ""}));
+    // No explanation after the quote, but one before "gọi là".
+    auto q = QuotedCompounds::parse(
+        "Sẽ để tay vào đã thấy mạch chạy gọi là mạch phù 脈浮. Như con thầy học mình gọi là "
+        "thế huynh 世兄, Đầu ngọc hành cũng gọi là quy đầu 龜頭. Xem mạch phù 脈浮. Tục gọi là "
+        "hoàng bá 黃柏.");
+    ASSERT_EQ(q.size(), 5u);
+    EXPECT_EQ(q[0], (QuotedCompound{U"脈浮", "mạch phù", "Sẽ để tay vào đã thấy mạch chạy"}));
+    EXPECT_EQ(q[1].explanation, "con thầy học mình");
+    EXPECT_EQ(q[2].explanation, "Đầu ngọc hành");
+    EXPECT_EQ(q[3], (QuotedCompound{U"脈浮", "mạch phù", ""}));
+    EXPECT_EQ(q[4].explanation, "");  // "Tục" (commonly) explains nothing
     // A quoted sentence, one with a clause word, one syllable short, one
     // character alone, a run after punctuation.
     EXPECT_TRUE(QuotedCompounds::parse("Như ô thị hà ngôn dã 惡是何言也 ồ, thế là lời nói gì vậy ?")

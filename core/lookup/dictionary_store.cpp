@@ -19,6 +19,7 @@ constexpr const char* kWordKeys = "SELECT id, text, simplified, freq FROM words"
 constexpr const char* kWordFolds = "SELECT char, standard FROM word_fold";
 constexpr const char* kWordColumns =
     "SELECT id, text, reading, fixed, gloss, gloss_source, english, freq FROM words ";
+constexpr size_t kMaxWordLength = 8;
 // A reverse lookup lists the words it finds before the characters; a handful is plenty.
 constexpr int kWordsByReadingLimit = 20;
 
@@ -203,7 +204,9 @@ const WordIndex& DictionaryStore::wordIndex() {
                     secondEnd = i;
                 }
             }
-            if (chars < 2) {
+            // The builder writes words of 2 to 8 characters; anything longer
+            // would only slow every phrase down.
+            if (chars < 2 || chars > kMaxWordLength) {
                 continue;
             }
             index.maxLength = std::max(index.maxLength, chars);

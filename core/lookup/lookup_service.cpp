@@ -186,7 +186,8 @@ std::vector<WordReading> LookupService::segment(const std::vector<std::string>& 
             const CharReading& c = readings[w.start + k];
             // The word's syllable, unless the user corrected this character and
             // the word does not insist on its own reading of it.
-            bool own = wordReads && !(overridden[w.start + k] && !((entry->fixed >> k) & 1u));
+            bool fixed = entry && k < 32 && ((entry->fixed >> k) & 1u);
+            bool own = wordReads && !(overridden[w.start + k] && !fixed);
             std::string_view s = own                  ? syllables[k]
                                  : c.readings.empty() ? std::string_view()
                                                       : std::string_view(c.readings.front());

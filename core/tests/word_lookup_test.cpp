@@ -174,3 +174,24 @@ TEST_F(WordLookupTest, ADictionaryWithoutWordsReadsCharacterByCharacter) {
     EXPECT_EQ(p.wordAmString(), "Thương Hàn");
     EXPECT_TRUE(plain.reverse({"thương", "hàn"}).words.empty());
 }
+
+TEST_F(WordLookupTest, AMalformedWordTableFallsBackToTheCharacters) {
+    writeFixtureDict(dir.file("odd.sqlite"),
+                     {{"傷", {"thương"}}, {"寒", {"hàn"}}, {"論", {"luận"}}},
+                     {
+                         {"傷寒", "thương", 0xFFFFFFFFu, nullptr, nullptr, 10},  // a syllable short
+                         {"寒論", "", 0},                 // no reading at all
+                         {"傷寒論傷寒論傷寒論", "x", 0},  // longer than any word
+                     });
+    DictionaryStore odd(dir.file("odd.sqlite"));
+    LookupService s(odd, nullptr);
+    PhraseLookup p = s.analyze({"傷", "寒", "論"});
+    ASSERT_EQ(p.words.size(), 2u);
+    EXPECT_EQ(p.words[0].text, "傷寒");
+    EXPECT_EQ(p.words[0].reading, "thương hàn");
+    EXPECT_EQ(p.words[1].reading, "luận");
+    p = s.analyze({"寒", "論"});
+    ASSERT_EQ(p.words.size(), 1u);
+    EXPECT_EQ(p.words[0].reading, "hàn luận");
+    EXPECT_EQ(odd.wordIndex().byText.count("傷寒論傷寒論傷寒論"), 0u);
+}

@@ -202,14 +202,18 @@ class Builder {
         return it == m_in.readingsCsv->byPinyin.end() ? kNone : it->second;
     }
 
-    // The readings table's row of c for one pinyin; exact first, then by
-    // the letters alone when the tone (a neutral 5, say) differs.
+    // The readings table's row of c for one pinyin: exact first, then the
+    // row that holds for any pinyin, then by the letters alone when the tone
+    // (a neutral 5, say) differs and the rows so found agree.
     const Readings* rowFor(char32_t c, const std::string& pinyin) const {
         const PinyinRows& rows = rowsOf(c);
         for (const auto& row : rows) {
             if (row.pinyin == pinyin) {
                 return &row.readings;
             }
+        }
+        if (const Readings* any = anyPinyinRow(c)) {
+            return any;
         }
         auto letters = [](std::string_view p) {
             while (!p.empty() && p.back() >= '0' && p.back() <= '9') {

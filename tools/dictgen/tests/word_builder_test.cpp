@@ -111,6 +111,8 @@ class WordBuilderTest : public ::testing::Test {
         tc(U'脈', {"mạch"}, {{U"脈數", "mạch sác", "mạch chạy mau"}, {U"脈浮", "mạch hàn", ""}});
         tc(U'數', {"sổ", "số", "sác"});
         tc(U'浮', {"phù"});
+        tc(U'知', {"tri"});
+        tc(U'道', {"đạo", "đáo"});
         auto row = [&](char32_t c, std::string pinyin, Strings readings) {
             csv.byPinyin[c].push_back({std::move(pinyin), readings});
             for (auto& r : readings) {
@@ -127,6 +129,8 @@ class WordBuilderTest : public ::testing::Test {
         row(U'惡', "e4", {"ác"});
         row(U'惡', "wu4", {"ố"});
         row(U'實', "shi2", {"thực"});
+        row(U'道', "*", {"đạo"});
+        row(U'道', "dao3", {"đáo"});
         m17n.readings[U'實'] = {"thực", "thật"};
         auto word = [&](std::u32string t, Strings pinyin, std::string english) {
             cedict.words.push_back({t, t, std::move(pinyin), std::move(english), false});
@@ -135,6 +139,7 @@ class WordBuilderTest : public ::testing::Test {
         word(U"乾薑", {"gan1", "jiang1"}, "dried ginger");
         word(U"實在", {"shi2", "zai4"}, "really");
         word(U"脈數", {"mai4", "shu4"}, "rapid pulse");
+        word(U"知道", {"zhi1", "dao5"}, "to know");
         // A corpus where the three pairs recur among pairs that do not.
         const std::u32string filler = U"甲乙丙丁戊己庚辛壬癸子丑寅卯辰巳午未申酉";
         for (int i = 0; i < 40; ++i) {
@@ -195,6 +200,9 @@ TEST_F(WordBuilderTest, WordsReadByTheirOwnPronunciation) {
     EXPECT_EQ(ginger->reading, "can khương");
     EXPECT_EQ(ginger->fixedReadings, 1u);
     EXPECT_EQ(ginger->frequency, 40);
+    // A neutral tone no row names takes the reading that holds for any pinyin.
+    ASSERT_NE(find(d, "知道"), nullptr);
+    EXPECT_EQ(find(d, "知道")->reading, "tri đạo");
 
     // Collocations: 少陽 reads by the word that holds it (少陽經, shao4);
     // 咽乾 by each character's usual pronunciation, 惡寒 by the medical one.

@@ -66,6 +66,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
     auto endRun = [&] {
         if (run.size() > 1) {
             m_counts.runs.push_back(run);
+            m_counts.runTexts.push_back(textName);
         }
         run.clear();
     };

@@ -29,6 +29,7 @@ struct CorpusCounts {
     // of commentary; not at line or page ends, which fall mid-sentence).
     // Runs of one character are left out: they hold no word.
     std::vector<std::u32string> runs;
+    std::vector<std::string> runTexts;  // the text each run belongs to (a key of texts)
 };
 
 // Counts characters in "mandoku" plain text (Kanseki Repository): header lines

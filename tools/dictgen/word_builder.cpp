@@ -24,7 +24,10 @@ using Readings = std::vector<std::string>;
 constexpr int64_t kMinBigramCount = 30;
 constexpr int64_t kMinTrigramCount = 20;
 constexpr double kMinAssociation = 6.0;
-// A pair that lives mostly inside one kept triple is that triple's part.
+// ...and in this many of the texts: a phrase one book repeats (the
+// editorial formula after each chapter of 諸病源候論) is that book's habit.
+constexpr int kMinTexts = 3;
+// A pair that lives mostly inside one triple is that triple's part.
 constexpr double kInsideTriple = 0.7;
 constexpr size_t kSampleSize = 40;
 
@@ -33,6 +36,9 @@ constexpr std::u32string_view kFunctionChars =
     U"之也矣乎哉焉耶歟而者其於于以則曰所為爲與故此若即亦乃或又皆及云謂然是不";
 // Numbers and measures make recipes' doses (五兩, 十丸), not terms.
 constexpr std::u32string_view kMeasureChars = U"一二三四五六七八九十百千半兩升分錢斤枚合日";
+// Characters that govern what follows them (無毒, 可灸, 欲食): a collocation
+// never ends in one, or it is the start of a phrase cut short (溫無).
+constexpr std::u32string_view kGoverning = U"無有可欲能如令使";
 // A triple that is a frequent word plus whatever follows it (無毒主, 氣味甘)
 // is that word in context: its pair occurs this many times more often.
 constexpr double kWordInContext = 3.0;
@@ -355,16 +361,40 @@ class Builder {
         std::unordered_map<char32_t, int64_t> one;
         std::unordered_map<uint64_t, int64_t> two;
         std::unordered_map<uint64_t, int64_t> three;
+        // In how many texts each pair and triple occurs (the runs come text by
+        // text, so a text is counted when it differs from the last one seen).
+        struct Spread {
+            int texts = 0;
+            size_t last = SIZE_MAX;
+        };
+        std::unordered_map<uint64_t, Spread> twoSpread;
+        std::unordered_map<uint64_t, Spread> threeSpread;
+        auto spread = [](Spread& s, size_t text) {
+            if (s.last != text) {
+                s.last = text;
+                ++s.texts;
+            }
+        };
         int64_t total = 0;
-        for (const std::u32string& run : m_runs) {
+        std::unordered_map<std::string, size_t> textIndex;
+        for (size_t r = 0; r < m_runs.size(); ++r) {
+            const std::u32string& run = m_runs[r];
+            const std::vector<std::string>& texts = m_in.corpus->runTexts;
+            size_t text =
+                textIndex.try_emplace(r < texts.size() ? texts[r] : std::string(), textIndex.size())
+                    .first->second;
             for (size_t i = 0; i < run.size(); ++i) {
                 ++one[run[i]];
                 ++total;
                 if (i + 1 < run.size()) {
-                    ++two[pairKey(run[i], run[i + 1])];
+                    uint64_t key = pairKey(run[i], run[i + 1]);
+                    ++two[key];
+                    spread(twoSpread[key], text);
                 }
                 if (i + 2 < run.size()) {
-                    ++three[tripleKey(run[i], run[i + 1], run[i + 2])];
+                    uint64_t key = tripleKey(run[i], run[i + 1], run[i + 2]);
+                    ++three[key];
+                    spread(threeSpread[key], text);
                 }
             }
         }
@@ -376,12 +406,23 @@ class Builder {
         };
         auto usable = [&](std::u32string_view s) {
             return std::all_of(s.begin(), s.end(), [&](char32_t c) { return termChar(c); }) &&
-                   medical(s) && !known(s);
+                   kGoverning.find(s.back()) == std::u32string_view::npos && medical(s) &&
+                   !known(s);
         };
         double n = static_cast<double>(total);
+        std::map<std::u32string, int64_t> pairs;
+        for (const auto& [key, count] : two) {
+            if (count < kMinBigramCount || twoSpread[key].texts < kMinTexts) {
+                continue;
+            }
+            std::u32string s{char32_t(key >> 32), char32_t(key & 0xFFFFFFFF)};
+            if (usable(s) && count * n >= kMinAssociation * double(one[s[0]]) * double(one[s[1]])) {
+                pairs.emplace(s, count);
+            }
+        }
         std::map<std::u32string, int64_t> kept;
         for (const auto& [key, count] : three) {
-            if (count < kMinTrigramCount) {
+            if (count < kMinTrigramCount || threeSpread[key].texts < kMinTexts) {
                 continue;
             }
             std::u32string s{char32_t(key >> 42), char32_t((key >> 21) & 0x1FFFFF),
@@ -391,43 +432,41 @@ class Builder {
             }
             double left = double(two[pairKey(s[0], s[1])]) * double(one[s[2]]);
             double right = double(one[s[0]]) * double(two[pairKey(s[1], s[2])]);
-            if (count * n >= kMinAssociation * left && count * n >= kMinAssociation * right) {
-                kept.emplace(s, count);
-            }
-        }
-        std::map<std::u32string, int64_t> pairs;
-        for (const auto& [key, count] : two) {
-            if (count < kMinBigramCount) {
+            if (count * n < kMinAssociation * left || count * n < kMinAssociation * right) {
                 continue;
             }
-            std::u32string s{char32_t(key >> 32), char32_t(key & 0xFFFFFFFF)};
-            if (!usable(s) || count * n < kMinAssociation * double(one[s[0]]) * double(one[s[1]])) {
-                continue;
-            }
-            bool inside = false;
-            for (const auto& [triple, tc] : kept) {
-                if ((triple.compare(0, 2, s) == 0 || triple.compare(1, 2, s) == 0) &&
-                    tc >= kInsideTriple * count) {
-                    inside = true;
-                    break;
-                }
-            }
-            if (!inside) {
-                pairs.emplace(s, count);
-            }
-        }
-        for (auto it = kept.begin(); it != kept.end();) {
-            const std::u32string& t = it->first;
             bool inContext = false;
             for (size_t at : {0, 1}) {
-                std::u32string part = t.substr(at, 2);
-                int64_t partCount = two[pairKey(part[0], part[1])];
+                std::u32string part = s.substr(at, 2);
                 if ((known(part) || pairs.count(part)) &&
-                    partCount >= kWordInContext * static_cast<double>(it->second)) {
+                    two[pairKey(part[0], part[1])] >= kWordInContext * static_cast<double>(count)) {
                     inContext = true;
                 }
             }
-            it = inContext ? kept.erase(it) : std::next(it);
+            if (!inContext) {
+                kept.emplace(s, count);
+            }
+        }
+        // A pair that mostly stands inside one longer run is a piece of it:
+        // of a kept triple (承氣 of 承氣湯), or of a word and a neighbour
+        // (治小 of 治 小兒, 足陽 of 足 陽明).
+        std::unordered_map<uint64_t, int64_t> longest;
+        for (const auto& [key, count] : three) {
+            char32_t a = char32_t(key >> 42);
+            char32_t b = char32_t((key >> 21) & 0x1FFFFF);
+            char32_t c = char32_t(key & 0x1FFFFF);
+            for (uint64_t part : {pairKey(a, b), pairKey(b, c)}) {
+                if (auto it = pairs.find(
+                        std::u32string{char32_t(part >> 32), char32_t(part & 0xFFFFFFFF)});
+                    it != pairs.end()) {
+                    int64_t& most = longest[part];
+                    most = std::max(most, count);
+                }
+            }
+        }
+        for (auto it = pairs.begin(); it != pairs.end();) {
+            bool piece = longest[pairKey(it->first[0], it->first[1])] >= kInsideTriple * it->second;
+            it = piece ? pairs.erase(it) : std::next(it);
         }
         kept.merge(pairs);
         std::vector<std::pair<int64_t, std::u32string>> ranked;

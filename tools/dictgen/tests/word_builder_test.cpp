@@ -111,6 +111,7 @@ class WordBuilderTest : public ::testing::Test {
         tc(U'脈', {"mạch"}, {{U"脈數", "mạch sác", "mạch chạy mau"}, {U"脈浮", "mạch hàn", ""}});
         tc(U'數', {"sổ", "số", "sác"});
         tc(U'浮', {"phù"});
+        tc(U'緊', {"khẩn"});
         tc(U'知', {"tri"});
         tc(U'道', {"đạo", "đáo"});
         auto row = [&](char32_t c, std::string pinyin, Strings readings) {
@@ -142,13 +143,17 @@ class WordBuilderTest : public ::testing::Test {
         word(U"知道", {"zhi1", "dao5"}, "to know");
         // A corpus where the three pairs recur among pairs that do not.
         const std::u32string filler = U"甲乙丙丁戊己庚辛壬癸子丑寅卯辰巳午未申酉";
+        // Four texts, ten passages each; 脈緊 recurs as often, but in one text only.
         for (int i = 0; i < 40; ++i) {
-            corpus.runs.push_back(U"少陽");
-            corpus.runs.push_back(U"咽乾");
-            corpus.runs.push_back(U"惡寒");
-            corpus.runs.push_back(U"乾薑");
-            corpus.runs.push_back({filler[i % 20], filler[(i + 7) % 20]});
-            corpus.runs.push_back({filler[(i + 3) % 20], filler[(i + 11) % 20]});
+            for (std::u32string run :
+                 {std::u32string(U"少陽"), std::u32string(U"咽乾"), std::u32string(U"惡寒"),
+                  std::u32string(U"乾薑"), std::u32string{filler[i % 20], filler[(i + 7) % 20]},
+                  std::u32string{filler[(i + 3) % 20], filler[(i + 11) % 20]}}) {
+                corpus.runs.push_back(run);
+                corpus.runTexts.push_back("KR" + std::to_string(i / 10));
+            }
+            corpus.runs.push_back(U"脈緊");
+            corpus.runTexts.push_back("KR9");
         }
         for (char32_t c : std::u32string(U"甲乙丙丁戊己庚辛壬癸子丑寅卯辰巳午未申酉")) {
             thieuChuu.entries[c].readings = {"giáp"};
@@ -218,6 +223,7 @@ TEST_F(WordBuilderTest, WordsReadByTheirOwnPronunciation) {
     EXPECT_EQ(find(d, "惡寒")->reading, "ố hàn");
     EXPECT_EQ(find(d, "惡寒")->fixedReadings, 0u);
     EXPECT_EQ(find(d, "甲辛"), nullptr);  // recurs, but no character of medicine
+    EXPECT_EQ(find(d, "脈緊"), nullptr);  // one book's habit
 }
 
 TEST_F(WordBuilderTest, TheModernReadingGoesFirstWhereSourcesDisagree) {

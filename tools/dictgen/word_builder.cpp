@@ -358,23 +358,29 @@ class Builder {
         if (m_runs.empty()) {
             return;
         }
-        std::unordered_map<char32_t, int64_t> one;
-        std::unordered_map<uint64_t, int64_t> two;
-        std::unordered_map<uint64_t, int64_t> three;
-        // In how many texts each pair and triple occurs (the runs come text by
-        // text, so a text is counted when it differs from the last one seen).
-        struct Spread {
+        // Each pair and triple of term characters: how often, and in how many
+        // texts (the runs come text by text, so a text counts when it differs
+        // from the last one seen). Pairs holding a function word can never be
+        // kept, so they are not counted at all.
+        struct Gram {
+            int64_t count = 0;
             int texts = 0;
             size_t last = SIZE_MAX;
         };
-        std::unordered_map<uint64_t, Spread> twoSpread;
-        std::unordered_map<uint64_t, Spread> threeSpread;
-        auto spread = [](Spread& s, size_t text) {
-            if (s.last != text) {
-                s.last = text;
-                ++s.texts;
+        std::unordered_map<char32_t, int64_t> one;
+        std::unordered_map<uint64_t, Gram> two;
+        std::unordered_map<uint64_t, Gram> three;
+        two.reserve(m_runs.size() * 2);
+        three.reserve(m_runs.size() * 2);
+        auto add = [](Gram& g, size_t text) {
+            ++g.count;
+            if (g.last != text) {
+                g.last = text;
+                ++g.texts;
             }
         };
+        std::unordered_map<char32_t, bool> termCache;
+        std::vector<bool> term;
         int64_t total = 0;
         std::unordered_map<std::string, size_t> textIndex;
         for (size_t r = 0; r < m_runs.size(); ++r) {
@@ -383,18 +389,25 @@ class Builder {
             size_t text =
                 textIndex.try_emplace(r < texts.size() ? texts[r] : std::string(), textIndex.size())
                     .first->second;
+            term.assign(run.size(), false);
             for (size_t i = 0; i < run.size(); ++i) {
                 ++one[run[i]];
                 ++total;
-                if (i + 1 < run.size()) {
-                    uint64_t key = pairKey(run[i], run[i + 1]);
-                    ++two[key];
-                    spread(twoSpread[key], text);
+                auto [it, fresh] = termCache.try_emplace(run[i], false);
+                if (fresh) {
+                    it->second = termChar(run[i]);
                 }
-                if (i + 2 < run.size()) {
-                    uint64_t key = tripleKey(run[i], run[i + 1], run[i + 2]);
-                    ++three[key];
-                    spread(threeSpread[key], text);
+                term[i] = it->second;
+            }
+            for (size_t i = 0; i + 1 < run.size(); ++i) {
+                bool pair = term[i] && term[i + 1];
+                if (pair) {
+                    add(two[pairKey(run[i], run[i + 1])], text);
+                }
+                // A triple around a term pair is counted too: it may show the
+                // pair to be a piece of something longer (逆湯 of 四逆湯).
+                if (i + 2 < run.size() && term[i + 1] && (pair || term[i + 2])) {
+                    add(three[tripleKey(run[i], run[i + 1], run[i + 2])], text);
                 }
             }
         }
@@ -411,8 +424,9 @@ class Builder {
         };
         double n = static_cast<double>(total);
         std::map<std::u32string, int64_t> pairs;
-        for (const auto& [key, count] : two) {
-            if (count < kMinBigramCount || twoSpread[key].texts < kMinTexts) {
+        for (const auto& [key, gram] : two) {
+            int64_t count = gram.count;
+            if (count < kMinBigramCount || gram.texts < kMinTexts) {
                 continue;
             }
             std::u32string s{char32_t(key >> 32), char32_t(key & 0xFFFFFFFF)};
@@ -421,8 +435,9 @@ class Builder {
             }
         }
         std::map<std::u32string, int64_t> kept;
-        for (const auto& [key, count] : three) {
-            if (count < kMinTrigramCount || threeSpread[key].texts < kMinTexts) {
+        for (const auto& [key, gram] : three) {
+            int64_t count = gram.count;
+            if (count < kMinTrigramCount || gram.texts < kMinTexts) {
                 continue;
             }
             std::u32string s{char32_t(key >> 42), char32_t((key >> 21) & 0x1FFFFF),
@@ -430,8 +445,8 @@ class Builder {
             if (!usable(s)) {
                 continue;
             }
-            double left = double(two[pairKey(s[0], s[1])]) * double(one[s[2]]);
-            double right = double(one[s[0]]) * double(two[pairKey(s[1], s[2])]);
+            double left = double(two[pairKey(s[0], s[1])].count) * double(one[s[2]]);
+            double right = double(one[s[0]]) * double(two[pairKey(s[1], s[2])].count);
             if (count * n < kMinAssociation * left || count * n < kMinAssociation * right) {
                 continue;
             }
@@ -439,7 +454,8 @@ class Builder {
             for (size_t at : {0, 1}) {
                 std::u32string part = s.substr(at, 2);
                 if ((known(part) || pairs.count(part)) &&
-                    two[pairKey(part[0], part[1])] >= kWordInContext * static_cast<double>(count)) {
+                    two[pairKey(part[0], part[1])].count >=
+                        kWordInContext * static_cast<double>(count)) {
                     inContext = true;
                 }
             }
@@ -451,7 +467,8 @@ class Builder {
         // of a kept triple (承氣 of 承氣湯), or of a word and a neighbour
         // (治小 of 治 小兒, 足陽 of 足 陽明).
         std::unordered_map<uint64_t, int64_t> longest;
-        for (const auto& [key, count] : three) {
+        for (const auto& [key, gram] : three) {
+            int64_t count = gram.count;
             char32_t a = char32_t(key >> 42);
             char32_t b = char32_t((key >> 21) & 0x1FFFFF);
             char32_t c = char32_t(key & 0x1FFFFF);

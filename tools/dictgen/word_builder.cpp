@@ -501,6 +501,43 @@ class Builder {
             m_dict.wordStats.topCollocations.push_back(utf8(ranked[i].second));
         }
         containingPinyin(kept);
+        kinPinyin(kept);
+    }
+
+    // A collocation no word holds reads a character as the other
+    // collocations with that character in the same place read it, the most
+    // frequent first (少陰 as 少陽, which 少陽經 reads shao4).
+    void kinPinyin(const std::map<std::u32string, int64_t>& collocations) {
+        // (character, place) -> pinyin -> corpus count of the collocations reading it so
+        std::map<std::pair<char32_t, size_t>, std::map<std::string, int64_t>> evidence;
+        for (const auto& [text, count] : collocations) {
+            const Candidate& c = m_words[text];
+            for (size_t i = 0; i < c.pinyin.size(); ++i) {
+                evidence[{text[i], i}][c.pinyin[i]] += count;
+            }
+        }
+        for (const auto& [text, count] : collocations) {
+            Candidate& c = m_words[text];
+            if (!c.pinyin.empty()) {
+                continue;
+            }
+            std::vector<std::string> guess(text.size());
+            bool any = false;
+            for (size_t i = 0; i < text.size(); ++i) {
+                auto it = evidence.find({text[i], i});
+                if (it == evidence.end()) {
+                    continue;
+                }
+                auto best = std::max_element(
+                    it->second.begin(), it->second.end(),
+                    [](const auto& a, const auto& b) { return a.second < b.second; });
+                guess[i] = best->first;
+                any = true;
+            }
+            if (any) {
+                c.pinyin = std::move(guess);
+            }
+        }
     }
 
     // A collocation reads by the pinyin of the longest CC-CEDICT word that

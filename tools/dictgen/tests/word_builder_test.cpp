@@ -112,6 +112,8 @@ class WordBuilderTest : public ::testing::Test {
         tc(U'數', {"sổ", "số", "sác"});
         tc(U'浮', {"phù"});
         tc(U'緊', {"khẩn"});
+        tc(U'陰', {"âm"});
+        tc(U'許', {"hứa"});
         tc(U'知', {"tri"});
         tc(U'道', {"đạo", "đáo"});
         auto row = [&](char32_t c, std::string pinyin, Strings readings) {
@@ -141,14 +143,18 @@ class WordBuilderTest : public ::testing::Test {
         word(U"實在", {"shi2", "zai4"}, "really");
         word(U"脈數", {"mai4", "shu4"}, "rapid pulse");
         word(U"知道", {"zhi1", "dao5"}, "to know");
+        word(U"少許", {"shao3", "xu3"}, "a little");
         // A corpus where the three pairs recur among pairs that do not.
         const std::u32string filler = U"甲乙丙丁戊己庚辛壬癸子丑寅卯辰巳午未申酉";
         // Four texts, ten passages each; 脈緊 recurs as often, but in one text only.
         for (int i = 0; i < 40; ++i) {
             for (std::u32string run :
-                 {std::u32string(U"少陽"), std::u32string(U"咽乾"), std::u32string(U"惡寒"),
+                 {std::u32string(U"少陽"), std::u32string(U"少陰"), std::u32string(U"咽乾"),
+                  std::u32string(U"惡寒"), std::u32string(U"少許"), std::u32string(U"少許"),
                   std::u32string(U"乾薑"), std::u32string{filler[i % 20], filler[(i + 7) % 20]},
-                  std::u32string{filler[(i + 3) % 20], filler[(i + 11) % 20]}}) {
+                  std::u32string{filler[(i + 3) % 20], filler[(i + 11) % 20]},
+                  std::u32string{filler[(i + 5) % 20], filler[(i + 13) % 20]},
+                  std::u32string{filler[(i + 9) % 20], filler[(i + 17) % 20]}}) {
                 corpus.runs.push_back(run);
                 corpus.runTexts.push_back("KR" + std::to_string(i / 10));
             }
@@ -217,6 +223,10 @@ TEST_F(WordBuilderTest, WordsReadByTheirOwnPronunciation) {
     EXPECT_EQ(shaoyang->reading, "thiếu dương");
     EXPECT_EQ(shaoyang->fixedReadings, 1u);
     EXPECT_EQ(shaoyang->gloss, "");
+    // 少陰, which no word holds, reads 少 as the collocation 少陽 does, not
+    // as the character's usual pronunciation (少許 shao3 outweighs it).
+    ASSERT_NE(find(d, "少陰"), nullptr);
+    EXPECT_EQ(find(d, "少陰")->reading, "thiếu âm");
     ASSERT_NE(find(d, "咽乾"), nullptr);
     EXPECT_EQ(find(d, "咽乾")->reading, "yết can");
     ASSERT_NE(find(d, "惡寒"), nullptr);
@@ -229,13 +239,13 @@ TEST_F(WordBuilderTest, WordsReadByTheirOwnPronunciation) {
 TEST_F(WordBuilderTest, TheModernReadingGoesFirstWhereSourcesDisagree) {
     Dictionary d = build();
     // 實: the readings table's thực (confirmed by the input method) before
-    // Thiều Chửu's thật; 乾: gan1 outweighs qian2 in the words; 少: no word
-    // settles it beyond 少陽經, so shao4 goes first; 咽 keeps its order.
+    // Thiều Chửu's thật; 乾: gan1 outweighs qian2 in the words; 少: the
+    // frequent 少許 keeps shao3 first; 咽 keeps its order.
     EXPECT_EQ(d.entries[U'實'].readings, (Strings{"thực", "thật"}));
     EXPECT_EQ(d.entries[U'乾'].readings, (Strings{"can", "kiền", "càn"}));
-    EXPECT_EQ(d.entries[U'少'].readings, (Strings{"thiếu", "thiểu"}));
+    EXPECT_EQ(d.entries[U'少'].readings, (Strings{"thiểu", "thiếu"}));
     EXPECT_EQ(d.entries[U'咽'].readings, (Strings{"yết", "yến"}));
-    EXPECT_EQ(d.wordStats.firstReadingChanged, 3u);
+    EXPECT_EQ(d.wordStats.firstReadingChanged, 2u);
 }
 
 }  // namespace

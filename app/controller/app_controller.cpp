@@ -28,6 +28,7 @@ namespace talvo {
 namespace {
 
 constexpr const char* kLaunchNoticeId = "talvo.launch";
+constexpr int kWordIndexWarmUpMs = 1500;
 constexpr const char* kStudyReminderId = "talvo.study.daily";
 
 QString q(const std::string& s) {
@@ -116,6 +117,13 @@ void AppController::launch() {
     if (m_env.online.appOpen) {
         m_env.online.appOpen();
     }
+    // The word table's index takes a few tenths of a second to read; read it
+    // once the program has settled, not when the first phrase is looked up.
+    QTimer::singleShot(kWordIndexWarmUpMs, this, [this] {
+        if (DictionaryStore* dict = m_env.stores->dictionary()) {
+            dict->wordIndex();
+        }
+    });
     emit ready();
 }
 

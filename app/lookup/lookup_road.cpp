@@ -96,7 +96,7 @@ void LookupRoad::handleHotkey() {
     LookupDecision d = LookupDecision::decide(*selection.text);
     switch (d.kind) {
         case LookupDecision::Kind::Forward:
-            showLookup(d.chars);
+            showLookup(d.chars, d.breaks);
             break;
         case LookupDecision::Kind::Reverse:
             handleReverse(d.syllables);
@@ -143,14 +143,16 @@ void LookupRoad::showMessage(const Tr& text) {
     m_popup->show(PhraseLookup::message(std::string(text.pick(m_l10n.lang()))), {});
 }
 
-void LookupRoad::showLookup(const std::vector<std::string>& chars) {
+void LookupRoad::showLookup(const std::vector<std::string>& chars,
+                            const std::vector<size_t>& breaks) {
     LookupService* lookup = m_stores.lookup();
     if (!lookup) {
         return;
     }
     StudyStore* study = m_stores.study();
     m_lastChars = chars;
-    PhraseLookup result = lookup->analyze(chars);
+    m_lastBreaks = breaks;
+    PhraseLookup result = lookup->analyze(chars, breaks);
     std::string am = result.amString();
 
     // Only one-character lookups with a full entry count as a looked-up word.
@@ -174,7 +176,7 @@ void LookupRoad::showLookup(const std::vector<std::string>& chars) {
                 return;
             }
             self->m_stores.lookup()->setReading(text, ch);
-            self->showLookup(self->m_lastChars);
+            self->showLookup(self->m_lastChars, self->m_lastBreaks);
         };
     }
     callbacks.onAITranslate = [self](const std::string& text, PopupActions::TranslateDone done) {
@@ -210,13 +212,8 @@ void LookupRoad::addLookupToStudy(const PhraseLookup& result) {
     if (!study) {
         return;
     }
-    std::string gloss;
-    if (result.nghia) {
-        gloss = *result.nghia;
-    } else if (result.chars.size() == 1 && result.chars.front().gloss) {
-        gloss = *result.chars.front().gloss;
-    }
-    study->addLookupCard(studyCardUid(result), result.phrase, result.amString(), gloss);
+    study->addLookupCard(studyCardUid(result), result.phrase, result.amString(),
+                         result.studyGloss());
     m_online.reportFeature("study_add");
     emit m_deck.deckChanged(DeckChange::CardsAdded);
     if (m_online.syncStudy) {

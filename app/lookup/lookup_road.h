@@ -39,7 +39,8 @@ class LookupRoad : public QObject {
     // The shortcut fired: read the selection and show what it asks for. A
     // press that arrives while the capture turns the event loop is dropped.
     void handleHotkey();
-    void showLookup(const std::vector<std::string>& chars);
+    // `breaks`: where the selection keeps words apart (HanTextParser::wordBreaks).
+    void showLookup(const std::vector<std::string>& chars, const std::vector<size_t>& breaks = {});
     void handleReverse(const std::vector<std::string>& syllables);
     // Makes a card of the lookup, announces CardsAdded and starts a sync.
     void addLookupToStudy(const PhraseLookup& result);
@@ -65,6 +66,7 @@ class LookupRoad : public QObject {
     std::unique_ptr<SelectionReader> m_reader;
     std::unique_ptr<PopupController> m_popup;
     std::vector<std::string> m_lastChars;
+    std::vector<size_t> m_lastBreaks;
     bool m_handling = false;
 };
 

@@ -109,6 +109,33 @@ class EscapeFilter : public QObject {
     std::function<void()> m_onEscape;
 };
 
+// Return or Enter on a focused word acts like a click on it.
+class EnterFilter : public QObject {
+  public:
+    EnterFilter(QObject* parent, std::function<void()> onEnter)
+        : QObject(parent), m_onEnter(std::move(onEnter)) {}
+
+  protected:
+    bool eventFilter(QObject*, QEvent* e) override {
+        if (e->type() == QEvent::KeyPress) {
+            int key = static_cast<QKeyEvent*>(e)->key();
+            if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+                m_onEnter();
+                return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    std::function<void()> m_onEnter;
+};
+
+bool hasLongWord(const PhraseLookup& r) {
+    return std::any_of(r.words.begin(), r.words.end(),
+                       [](const WordReading& w) { return w.length > 1; });
+}
+
 }  // namespace
 
 PopupView::PopupView(const PhraseLookup& result, PopupActions actions, Localization& l10n,
@@ -174,7 +201,7 @@ void PopupView::buildLookup() {
     head->addWidget(closeButton(), 0, Qt::AlignTop);
     m_outer->addLayout(head);
 
-    std::string am = m_result.amString();
+    std::string am = readingsLine();
     if (!am.empty()) {
         QString line = QString::fromStdString(am);
         if (line.size() > kReadingsLineChars) {
@@ -232,6 +259,18 @@ void PopupView::buildLookup() {
     auto* body = new QVBoxLayout(m_body);
     body->setContentsMargins(0, 0, 6, 0);
     body->setSpacing(6);
+    // A phrase with words leads with them; its characters follow as always.
+    if (hasLongWord(m_result)) {
+        body->addWidget(
+            theme::plainLabel(m_l10n.text(msg::kWordsHeading), theme::bodyFont(11, true), "muted"));
+        int words = std::min(static_cast<int>(m_result.words.size()), kMaxRows);
+        for (int i = 0; i < words; ++i) {
+            body->addWidget(buildWordRow(m_result.words[static_cast<size_t>(i)], i));
+        }
+        body->addSpacing(4);
+        body->addWidget(theme::plainLabel(m_l10n.text(msg::kCharactersHeading),
+                                          theme::bodyFont(11, true), "muted"));
+    }
     int shown = std::min(static_cast<int>(m_result.chars.size()), kMaxRows);
     for (int i = 0; i < shown; ++i) {
         body->addWidget(buildRow(m_result.chars[static_cast<size_t>(i)], i));
@@ -264,6 +303,8 @@ void PopupView::buildLookup() {
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // Tab goes from the buttons straight to the words and the reading editors.
+    scroll->setFocusPolicy(Qt::NoFocus);
     m_outer->addWidget(scroll, 1);
 
     m_translationBlock = new QFrame;
@@ -331,6 +372,85 @@ QWidget* PopupView::buildRow(const CharReading& c, int index) {
     }
     m_rows.push_back({row, column});
     return row;
+}
+
+QWidget* PopupView::buildWordRow(const WordReading& w, int index) {
+    auto* row = new QWidget;
+    row->setObjectName(QStringLiteral("word%1").arg(index));
+    auto* h = new QHBoxLayout(row);
+    h->setContentsMargins(0, 2, 0, 2);
+    h->setSpacing(10);
+    auto* glyph = new QPushButton(QString::fromStdString(w.text));
+    glyph->setObjectName(QStringLiteral("wordText"));
+    glyph->setProperty("role", "glyph");
+    glyph->setFont(theme::hanFont(24));
+    glyph->setMinimumWidth(52);
+    glyph->setCursor(Qt::PointingHandCursor);
+    glyph->setToolTip(m_l10n.text(msg::kShowWordCharacters));
+    connect(glyph, &QPushButton::clicked, this, [this, index] { toggleWordCharacters(index); });
+    glyph->installEventFilter(
+        new EnterFilter(glyph, [this, index] { toggleWordCharacters(index); }));
+    h->addWidget(glyph, 0, Qt::AlignTop);
+
+    auto* column = new QVBoxLayout;
+    column->setSpacing(2);
+    auto* reading = new QLabel(readingsHtml({w.reading}, m_l10n.text(msg::kNoReading)));
+    reading->setObjectName(QStringLiteral("wordReading"));
+    reading->setTextFormat(Qt::RichText);
+    reading->setFont(theme::bodyFont(16));
+    column->addWidget(reading);
+    // The Vietnamese gloss; else the English one, set apart as such.
+    QString gloss = w.gloss     ? QString::fromStdString(*w.gloss)
+                    : w.english ? QStringLiteral("EN · ") + QString::fromStdString(*w.english)
+                                : QString();
+    if (!gloss.isEmpty()) {
+        auto* label = theme::plainLabel(gloss, theme::bodyFont(13), w.gloss ? nullptr : "muted");
+        label->setObjectName(QStringLiteral("wordGloss"));
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        column->addWidget(label);
+    }
+    auto* characters = theme::plainLabel(wordCharacters(w), theme::bodyFont(13), "muted");
+    characters->setObjectName(QStringLiteral("wordCharacters"));
+    characters->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    characters->hide();
+    column->addWidget(characters);
+    h->addLayout(column, 1);
+    m_wordRows.push_back(characters);
+    return row;
+}
+
+// One line per character of the word: "少  thiểu · thiếu — gloss".
+QString PopupView::wordCharacters(const WordReading& w) const {
+    QStringList lines;
+    for (size_t k = w.start; k < w.start + w.length && k < m_result.chars.size(); ++k) {
+        const CharReading& c = m_result.chars[k];
+        QString line = QString::fromStdString(c.ch);
+        std::string readings = joinReadings(c.readings);
+        if (!readings.empty()) {
+            line += QStringLiteral("  ") + QString::fromStdString(readings);
+        }
+        if (c.gloss && !c.gloss->empty()) {
+            line += QStringLiteral(" — ") + QString::fromStdString(*c.gloss);
+        }
+        lines << line;
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+void PopupView::toggleWordCharacters(int word) {
+    if (word < 0 || word >= wordRowCount()) {
+        return;
+    }
+    QLabel* characters = m_wordRows[static_cast<size_t>(word)];
+    characters->setVisible(characters->isHidden());
+}
+
+bool PopupView::showsWordCharacters(int word) const {
+    return word >= 0 && word < wordRowCount() && !m_wordRows[static_cast<size_t>(word)]->isHidden();
+}
+
+std::string PopupView::readingsLine() const {
+    return m_result.words.empty() ? m_result.amString() : m_result.wordAmString();
 }
 
 void PopupView::requestTranslation() {
@@ -459,7 +579,7 @@ void PopupView::copyCharacters() {
 
 void PopupView::copyReadings() {
     if (m_actions.copy) {
-        m_actions.copy(QString::fromStdString(m_result.amString()));
+        m_actions.copy(QString::fromStdString(readingsLine()));
         flashCopied();
     }
 }

@@ -63,6 +63,12 @@ class PopupView : public QWidget {
 
     bool isMessage() const { return m_result.chars.empty(); }
     int rowCount() const { return static_cast<int>(m_rows.size()); }
+    // The word rows that lead a phrase of several characters (none when no
+    // word is longer than one character).
+    int wordRowCount() const { return static_cast<int>(m_wordRows.size()); }
+    // Shows or hides a word's characters under it (a click or Enter on the word).
+    void toggleWordCharacters(int word);
+    bool showsWordCharacters(int word) const;
 
     // Translation: shows "Translating…" and asks; the answer replaces it.
     void requestTranslation();
@@ -79,7 +85,8 @@ class PopupView : public QWidget {
 
     void addToStudy();
 
-    // Copy actions: the characters, the readings line, everything.
+    // Copy actions: the characters, the readings line (by words when the
+    // phrase has them), everything.
     void copyCharacters();
     void copyReadings();
     void copyAll();
@@ -94,6 +101,9 @@ class PopupView : public QWidget {
     void buildMessage();
     void buildLookup();
     QWidget* buildRow(const CharReading& c, int index);
+    QWidget* buildWordRow(const WordReading& w, int index);
+    QString wordCharacters(const WordReading& w) const;
+    std::string readingsLine() const;
     QPushButton* button(const QString& text, const char* name);
     void flashCopied();
     void saveEditing();
@@ -102,6 +112,7 @@ class PopupView : public QWidget {
     PopupActions m_actions;
     Localization& m_l10n;
     std::vector<Row> m_rows;
+    std::vector<QLabel*> m_wordRows;  // each word's characters, hidden until asked for
     QVBoxLayout* m_outer = nullptr;
     QWidget* m_body = nullptr;
     QFrame* m_translationBlock = nullptr;

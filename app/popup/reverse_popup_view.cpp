@@ -64,6 +64,9 @@ ReversePopupView::ReversePopupView(const ReverseLookup& result,
     auto* bodyLayout = new QVBoxLayout(body);
     bodyLayout->setContentsMargins(0, 0, 6, 0);
     bodyLayout->setSpacing(4);
+    if (!result.words.empty()) {
+        addWords(bodyLayout, result.words);
+    }
     for (const ReverseSyllable& s : result.syllables) {
         addSyllable(bodyLayout, s);
     }
@@ -101,34 +104,9 @@ void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) 
     int shown = std::min(static_cast<int>(s.candidates.size()), kMaxCandidates);
     for (int i = 0; i < shown; ++i) {
         const CharReading& c = s.candidates[static_cast<size_t>(i)];
-        QString ch = QString::fromStdString(c.ch);
-        auto* glyph = new QPushButton(ch);
-        glyph->setObjectName(QStringLiteral("candidate"));
-        glyph->setProperty("role", "glyph");
-        glyph->setFont(theme::hanFont(30));
-        glyph->setFixedWidth(46);
-        glyph->setCursor(Qt::PointingHandCursor);
-        glyph->setToolTip(m_l10n.text(msg::kClickToCopy));
-        connect(glyph, &QPushButton::clicked, this, [this, ch] {
-            if (m_copy) {
-                m_copy(ch);
-            }
-            if (m_status) {
-                m_status->setText(QStringLiteral("✓ ") + m_l10n.text(msg::kCopied) +
-                                  QStringLiteral(" ") + ch);
-                m_status->show();
-            }
-        });
-        grid->addWidget(glyph, i, 0, Qt::AlignTop);
-        auto* text = new QVBoxLayout;
-        text->setSpacing(0);
-        text->addWidget(theme::plainLabel(QString::fromStdString(joinReadings(c.readings)),
-                                          theme::bodyFont(13), "muted"));
-        if (c.gloss && !c.gloss->empty()) {
-            text->addWidget(
-                theme::plainLabel(QString::fromStdString(*c.gloss), theme::bodyFont(13)));
-        }
-        grid->addLayout(text, i, 1);
+        addRow(grid, i, QString::fromStdString(c.ch), 30,
+               QString::fromStdString(joinReadings(c.readings)),
+               QString::fromStdString(c.gloss.value_or("")));
     }
     body->addLayout(grid);
     if (static_cast<int>(s.candidates.size()) > shown) {
@@ -137,6 +115,60 @@ void ReversePopupView::addSyllable(QVBoxLayout* body, const ReverseSyllable& s) 
                           QString::number(static_cast<int>(s.candidates.size()) - shown)),
             theme::bodyFont(12), "muted"));
     }
+}
+
+void ReversePopupView::addWords(QVBoxLayout* body, const std::vector<WordReading>& words) {
+    auto* heading =
+        theme::plainLabel(m_l10n.text(msg::kWordsHeading), theme::bodyFont(15, true), "reading");
+    heading->setObjectName(QStringLiteral("words"));
+    body->addWidget(heading);
+    auto* rule = new QFrame;
+    rule->setProperty("role", "rule");
+    body->addWidget(rule);
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(10);
+    grid->setVerticalSpacing(2);
+    grid->setColumnStretch(1, 1);
+    int row = 0;
+    for (const WordReading& w : words) {
+        QString gloss = w.gloss     ? QString::fromStdString(*w.gloss)
+                        : w.english ? QStringLiteral("EN · ") + QString::fromStdString(*w.english)
+                                    : QString();
+        addRow(grid, row++, QString::fromStdString(w.text), 22, QString::fromStdString(w.reading),
+               gloss)
+            ->setObjectName(QStringLiteral("word"));
+    }
+    body->addLayout(grid);
+}
+
+QPushButton* ReversePopupView::addRow(QGridLayout* grid, int row, const QString& han, int fontSize,
+                                      const QString& readings, const QString& gloss) {
+    auto* glyph = new QPushButton(han);
+    glyph->setObjectName(QStringLiteral("candidate"));
+    glyph->setProperty("role", "glyph");
+    glyph->setFont(theme::hanFont(fontSize));
+    glyph->setMinimumWidth(46);
+    glyph->setCursor(Qt::PointingHandCursor);
+    glyph->setToolTip(m_l10n.text(msg::kClickToCopy));
+    connect(glyph, &QPushButton::clicked, this, [this, han] {
+        if (m_copy) {
+            m_copy(han);
+        }
+        if (m_status) {
+            m_status->setText(QStringLiteral("✓ ") + m_l10n.text(msg::kCopied) +
+                              QStringLiteral(" ") + han);
+            m_status->show();
+        }
+    });
+    grid->addWidget(glyph, row, 0, Qt::AlignTop);
+    auto* text = new QVBoxLayout;
+    text->setSpacing(0);
+    text->addWidget(theme::plainLabel(readings, theme::bodyFont(13), "muted"));
+    if (!gloss.isEmpty()) {
+        text->addWidget(theme::plainLabel(gloss, theme::bodyFont(13)));
+    }
+    grid->addLayout(text, row, 1);
+    return glyph;
 }
 
 QSize ReversePopupView::sizeHint() const {

@@ -5,16 +5,19 @@
 
 #include "core/lookup/lookup_result.h"
 
+class QGridLayout;
 class QLabel;
+class QPushButton;
 class QVBoxLayout;
 
 namespace talvo {
 
 class Localization;
 
-// The content of a reverse lookup: per syllable its candidate characters,
-// best first (glyph, readings, gloss); a click on a glyph copies it. Without
-// any candidate it shows the no-match message.
+// The content of a reverse lookup: the whole words read so, when there are
+// any, then per syllable its candidate characters, best first (glyph,
+// readings, gloss); a click on a word or glyph copies it. Without any
+// candidate it shows the no-match message.
 class ReversePopupView : public QWidget {
     Q_OBJECT
   public:
@@ -27,6 +30,10 @@ class ReversePopupView : public QWidget {
 
   private:
     void addSyllable(QVBoxLayout* body, const ReverseSyllable& s);
+    void addWords(QVBoxLayout* body, const std::vector<WordReading>& words);
+    // One row: the Hán (a click copies it), a muted readings line, the gloss.
+    QPushButton* addRow(QGridLayout* grid, int row, const QString& han, int fontSize,
+                        const QString& readings, const QString& gloss);
 
     std::function<void(const QString&)> m_copy;
     std::function<void()> m_close;

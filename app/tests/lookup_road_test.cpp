@@ -206,7 +206,8 @@ TEST(LookupFlowTest, AddToStudyMakesACardRefreshesTheBadgeAndSyncs) {
     c.lookupRoad().addLookupToStudy(f.stores->lookup()->analyze({"傷", "寒"}));
     card = study.cardByUid("phrase:傷寒");
     ASSERT_TRUE(card);
-    EXPECT_EQ(card->gloss, "");  // several characters: no gloss
+    EXPECT_EQ(card->gloss,
+              "傷: Bị thương.; 寒: Lạnh.");  // several characters: their words' glosses
     EXPECT_EQ(syncs - syncsAtLaunch, 2);
     EXPECT_EQ(f.menuTitles()[2], QStringLiteral("Học hôm nay (6)"));
 

@@ -196,6 +196,40 @@ TEST_F(PopupTest, CopyActionsPutPlainText) {
         clipboard.text()->startsWith(QStringLiteral("傷寒論\nThương Hàn Luận\n\n傷  thương")));
 }
 
+TEST_F(PopupTest, APhraseLeadsWithItsWordsWhichOpenOntoTheirCharacters) {
+    PhraseLookup p = phrase();
+    p.words = {{"傷寒", 0, 2, "thương hàn", "bệnh cảm lạnh", "thieuchuu", "cold damage", 1445},
+               {"論", 2, 1, "luận", {}, {}, {}, 100}};
+    popup.show(p, {});
+    ASSERT_EQ(view()->wordRowCount(), 2);
+    EXPECT_EQ(view()->rowCount(), 3);  // the characters as before
+    auto* word = view()->findChild<QWidget*>(QStringLiteral("word0"));
+    ASSERT_TRUE(word);
+    EXPECT_EQ(word->findChild<QPushButton*>(QStringLiteral("wordText"))->text(), "傷寒");
+    EXPECT_TRUE(
+        word->findChild<QLabel*>(QStringLiteral("wordReading"))->text().contains("thương hàn"));
+    EXPECT_EQ(word->findChild<QLabel*>(QStringLiteral("wordGloss"))->text(), "bệnh cảm lạnh");
+
+    // A click shows the word's characters, Enter hides them again.
+    auto* text = word->findChild<QPushButton*>(QStringLiteral("wordText"));
+    text->click();
+    EXPECT_TRUE(view()->showsWordCharacters(0));
+    EXPECT_EQ(word->findChild<QLabel*>(QStringLiteral("wordCharacters"))->text(),
+              "傷  thương — Bị thương.\n寒  hàn — Lạnh.");
+    pressKey(text, Qt::Key_Return);
+    EXPECT_FALSE(view()->showsWordCharacters(0));
+
+    // The readings line and its copy go by words.
+    EXPECT_EQ(view()->findChild<QLabel*>(QStringLiteral("amString"))->text(), "Thương hàn Luận");
+    view()->findChild<QPushButton*>(QStringLiteral("copyReadings"))->click();
+    EXPECT_EQ(clipboard.text(), QStringLiteral("Thương hàn Luận"));
+
+    // Words of one character each add nothing to the rows below.
+    p.words = {{"傷", 0, 1, "thương"}, {"寒", 1, 1, "hàn"}, {"論", 2, 1, "luận"}};
+    popup.show(p, {});
+    EXPECT_EQ(view()->wordRowCount(), 0);
+}
+
 TEST_F(PopupTest, HugeSelectionsShowAFewHundredRowsAndSayHowManyMore) {
     PhraseLookup huge;
     for (int i = 0; i < 2000; ++i) {
@@ -234,6 +268,19 @@ TEST_F(PopupTest, ReverseCopiesACandidateOrSaysThereIsNone) {
     ASSERT_EQ(candidates.size(), 2);
     candidates[1]->click();
     EXPECT_EQ(clipboard.text(), QStringLiteral("汗"));
+
+    // Whole words come first, and copy whole.
+    ReverseLookup words{"thương hàn",
+                        {{"thương", {{"傷", {"thương"}, {}}}}, {"hàn", {{"寒", {"hàn"}, {}}}}},
+                        {{"傷寒", 0, 2, "thương hàn", {}, {}, "cold damage", 1445}}};
+    popup.showReverse(words);
+    rv = qobject_cast<ReversePopupView*>(popup.panel()->content());
+    auto* word = rv->findChild<QPushButton*>(QStringLiteral("word"));
+    ASSERT_TRUE(word);
+    EXPECT_LT(word->mapTo(rv, QPoint()).y(),
+              rv->findChild<QPushButton*>(QStringLiteral("candidate"))->mapTo(rv, QPoint()).y());
+    word->click();
+    EXPECT_EQ(clipboard.text(), QStringLiteral("傷寒"));
 
     popup.showReverse({"xyz", {{"xyz", {}}}});
     rv = qobject_cast<ReversePopupView*>(popup.panel()->content());

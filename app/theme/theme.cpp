@@ -45,6 +45,8 @@ QString popupStyleSheet() {
                "QPushButton[role=\"primary\"] { color: %4; }"
                "QPushButton[role=\"glyph\"] { border: none; background: transparent; padding: 0; }"
                "QPushButton[role=\"glyph\"]:hover { color: %4; }"
+               // A word reached with Tab shows it: Enter opens its characters.
+               "QPushButton[role=\"glyph\"]:focus { color: %4; border-bottom: 2px solid %4; }"
                "QToolButton { color: %3; background: transparent; border: none; padding: 2px; }"
                "QToolButton:hover { color: %4; }"
                "QLineEdit { color: %2; background: white; border: 1px solid %4; border-radius: 4px;"

@@ -258,6 +258,14 @@ inline constexpr Tr kEditReadingHint{
 };
 inline constexpr Tr kNoReading{"(chưa có âm)", "（無讀音）", "(no reading)"};
 inline constexpr Tr kFullEntry{"Nghĩa đầy đủ", "完整釋義", "Full entry"};
+// The popup's two lists for a phrase: its words, then its characters.
+inline constexpr Tr kWordsHeading{"Từ", "詞語", "Words"};
+inline constexpr Tr kCharactersHeading{"Từng chữ", "單字", "Characters"};
+inline constexpr Tr kShowWordCharacters{
+    "Bấm (hoặc Enter) để xem từng chữ của từ này",
+    "點擊（或按 Enter）查看此詞的單字",
+    "Click (or press Enter) to see this word's characters",
+};
 inline constexpr Tr kMoreCharacters{
     "… và %@ chữ nữa (Chép tất cả để lấy đủ).",
     "……還有 %@ 個字（「全部複製」可取得全部）。",

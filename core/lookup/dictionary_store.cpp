@@ -15,6 +15,28 @@ constexpr const char* kLookupChar = "SELECT am FROM han_viet WHERE char = ? ORDE
 constexpr const char* kLookupAm =
     "SELECT DISTINCT char FROM han_viet WHERE lower(am) = ? ORDER BY rowid";
 constexpr const char* kFrequencies = "SELECT char, n FROM corpus_freq";
+constexpr const char* kWordKeys = "SELECT id, text, simplified, freq FROM words";
+constexpr const char* kWordFolds = "SELECT char, standard FROM word_fold";
+constexpr const char* kWordColumns =
+    "SELECT id, text, reading, fixed, gloss, gloss_source, english, freq FROM words ";
+constexpr size_t kMaxWordLength = 8;
+// A reverse lookup lists the words it finds before the characters; a handful is plenty.
+constexpr int kWordsByReadingLimit = 20;
+
+std::optional<WordEntry> wordRow(db::Statement& st) {
+    auto text = st.text(1);
+    auto reading = st.text(2);
+    if (!text || !reading || text->empty()) {
+        return std::nullopt;
+    }
+    auto optional = [&](int i) {
+        auto v = st.text(i);
+        return v && !v->empty() ? v : std::nullopt;
+    };
+    return WordEntry{
+        st.int64(0), std::move(*text), std::move(*reading), static_cast<uint32_t>(st.int64(3)),
+        optional(4), optional(5),      optional(6),         st.int64(7)};
+}
 }  // namespace
 
 DictionaryStore::DictionaryStore(const std::string& path) : m_path(path) {
@@ -148,6 +170,100 @@ std::vector<std::string> DictionaryStore::topCharsByFreq(int limit) {
             if (static_cast<int>(out.size()) == limit) {
                 break;
             }
+        }
+    }
+    return out;
+}
+
+const WordIndex& DictionaryStore::wordIndex() {
+    if (m_words) {
+        return *m_words;
+    }
+    m_words.emplace();
+    WordIndex& index = *m_words;
+    db::Statement count(*m_db, "SELECT count(*) FROM words");
+    if (count.valid() && count.step()) {
+        // Traditional and simplified forms, about one and a half keys a word.
+        index.byText.reserve(static_cast<size_t>(count.int64(0)) * 3 / 2);
+        index.prefixes.reserve(static_cast<size_t>(count.int64(0)));
+    }
+    db::Statement keys(*m_db, kWordKeys);
+    while (keys.valid() && keys.step()) {
+        WordIndex::Key key{keys.int64(0), keys.int64(3)};
+        for (int column : {1, 2}) {
+            auto t = keys.text(column);
+            if (!t || t->empty()) {
+                continue;
+            }
+            // Words are Hán characters, a code point each: counting lead
+            // bytes is enough, and far cheaper than grapheme breaking.
+            size_t chars = 0;
+            size_t secondEnd = t->size();
+            for (size_t i = 0; i < t->size(); ++i) {
+                if ((static_cast<unsigned char>((*t)[i]) & 0xC0) != 0x80 && ++chars == 3) {
+                    secondEnd = i;
+                }
+            }
+            // The builder writes words of 2 to 8 characters; anything longer
+            // would only slow every phrase down.
+            if (chars < 2 || chars > kMaxWordLength) {
+                continue;
+            }
+            index.maxLength = std::max(index.maxLength, chars);
+            index.prefixes.insert(t->substr(0, secondEnd));
+            index.byText.emplace(std::move(*t), key);
+        }
+    }
+    db::Statement folds(*m_db, kWordFolds);
+    while (folds.valid() && folds.step()) {
+        auto from = folds.text(0);
+        auto to = folds.text(1);
+        if (from && to && !from->empty() && !to->empty()) {
+            index.fold.emplace(std::move(*from), std::move(*to));
+        }
+    }
+    return index;
+}
+
+std::unordered_map<int64_t, WordEntry> DictionaryStore::words(const std::vector<int64_t>& ids) {
+    std::unordered_map<int64_t, WordEntry> out;
+    if (ids.empty()) {
+        return out;
+    }
+    // One statement for any number of ids: they travel as one JSON array.
+    db::Statement* st =
+        m_db->cached(std::string(kWordColumns) + "WHERE id IN (SELECT value FROM json_each(?))");
+    if (!st) {
+        return out;
+    }
+    std::string list = "[";
+    for (int64_t id : ids) {
+        list += (list.size() > 1 ? "," : "") + std::to_string(id);
+    }
+    list += ']';
+    db::ScopedReset guard(*st);
+    st->bind(1, list);
+    while (st->step()) {
+        if (auto w = wordRow(*st)) {
+            out.emplace(w->id, std::move(*w));
+        }
+    }
+    return out;
+}
+
+std::vector<WordEntry> DictionaryStore::wordsByReading(std::string_view reading) {
+    std::vector<WordEntry> out;
+    db::Statement* st =
+        m_db->cached(std::string(kWordColumns) + "WHERE reading = ? ORDER BY freq DESC, id LIMIT " +
+                     std::to_string(kWordsByReadingLimit));
+    if (!st) {
+        return out;
+    }
+    db::ScopedReset guard(*st);
+    st->bind(1, reading);
+    while (st->step()) {
+        if (auto w = wordRow(*st)) {
+            out.push_back(std::move(*w));
         }
     }
     return out;

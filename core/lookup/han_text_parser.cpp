@@ -36,20 +36,51 @@ bool hasHanByte(std::string_view s) {
 
 }  // namespace
 
-std::vector<std::string> hanCharacters(std::string_view input) {
-    std::vector<std::string> out;
+namespace {
+
+// Calls keep(cluster) for each Hán character and gap() for anything between
+// two that keeps a word from running on.
+template <typename Keep, typename Gap>
+void walkHan(std::string_view input, Keep keep, Gap gap) {
     if (!hasHanByte(input)) {
-        return out;
+        return;
     }
     std::string clean = text::sanitizeUtf8(input);
     text::forEachGrapheme(clean, [&](std::string_view g) {
         // Hán scalars take 3 or 4 bytes; a longer cluster carries a mark or
         // selector and is dropped whole.
         if (g.size() >= 3 && g.size() <= 4 && allScalars(g, text::isHanScalar)) {
-            out.emplace_back(g);
+            keep(g);
+        } else if (g != " " && g != "\t") {
+            gap();
         }
         return true;
     });
+}
+
+}  // namespace
+
+std::vector<std::string> hanCharacters(std::string_view input) {
+    std::vector<std::string> out;
+    walkHan(
+        input, [&](std::string_view g) { out.emplace_back(g); }, [] {});
+    return out;
+}
+
+std::vector<size_t> wordBreaks(std::string_view input) {
+    std::vector<size_t> out;
+    size_t count = 0;
+    bool pending = false;
+    walkHan(
+        input,
+        [&](std::string_view) {
+            if (pending && count > 0) {
+                out.push_back(count);
+            }
+            pending = false;
+            ++count;
+        },
+        [&] { pending = true; });
     return out;
 }
 

@@ -9,6 +9,7 @@ LookupDecision LookupDecision::decide(std::string_view selection) {
     d.chars = HanTextParser::hanCharacters(selection);
     if (!d.chars.empty()) {
         d.kind = Kind::Forward;
+        d.breaks = HanTextParser::wordBreaks(selection);
         return d;
     }
     if (auto syllables = HanTextParser::vietSyllables(selection)) {

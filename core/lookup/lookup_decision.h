@@ -14,6 +14,7 @@ struct LookupDecision {
 
     Kind kind = Kind::NoHanMessage;
     std::vector<std::string> chars;      // Forward
+    std::vector<size_t> breaks;          // Forward: where no word runs across
     std::vector<std::string> syllables;  // Reverse
 
     static LookupDecision decide(std::string_view selection);

@@ -28,6 +28,45 @@ std::string PhraseLookup::amString() const {
     return out;
 }
 
+std::string PhraseLookup::wordAmString() const {
+    std::string out;
+    for (const WordReading& w : words) {
+        if (w.reading.empty()) {
+            continue;
+        }
+        if (!out.empty()) {
+            out += ' ';
+        }
+        out += text::upperFirst(w.reading);
+    }
+    return out;
+}
+
+std::string PhraseLookup::studyGloss() const {
+    if (nghia) {
+        return *nghia;
+    }
+    if (chars.size() == 1) {
+        return chars.front().gloss.value_or("");
+    }
+    auto glossOf = [](const WordReading& w) { return w.gloss ? *w.gloss : w.english.value_or(""); };
+    if (words.size() == 1) {
+        return glossOf(words.front());
+    }
+    std::string out;
+    for (const WordReading& w : words) {
+        std::string g = glossOf(w);
+        if (g.empty()) {
+            continue;
+        }
+        if (!out.empty()) {
+            out += "; ";
+        }
+        out += w.text + ": " + g;
+    }
+    return out;
+}
+
 PhraseLookup PhraseLookup::message(std::string text) {
     PhraseLookup p;
     p.phrase = std::move(text);

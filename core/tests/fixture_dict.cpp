@@ -21,7 +21,9 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(m_path, ec);
 }
 
-void writeFixtureDict(const std::string& path, const std::vector<FixtureEntry>& entries) {
+void writeFixtureDict(const std::string& path, const std::vector<FixtureEntry>& entries,
+                      const std::vector<FixtureWord>& words,
+                      const std::vector<std::pair<std::string, std::string>>& folds) {
     db::Database d(path, db::Database::Mode::ReadWriteCreate);
     bool ok = d.exec(
         "CREATE TABLE han_viet (char TEXT, am TEXT);"
@@ -55,6 +57,41 @@ void writeFixtureDict(const std::string& path, const std::vector<FixtureEntry>& 
             cf.bind(1, e.ch).bind(2, e.freq);
             cf.run();
             cf.reset();
+        }
+    }
+    if (!words.empty() || !folds.empty()) {
+        ok = d.exec(
+            "CREATE TABLE words(id INTEGER PRIMARY KEY, text TEXT NOT NULL, simplified TEXT,"
+            " reading TEXT NOT NULL, fixed INTEGER NOT NULL, gloss TEXT, gloss_source TEXT,"
+            " entry TEXT, english TEXT, pinyin TEXT, freq INTEGER NOT NULL, source TEXT NOT NULL);"
+            "CREATE UNIQUE INDEX words_text ON words(text);"
+            "CREATE INDEX words_reading ON words(reading);"
+            "CREATE TABLE word_fold(char TEXT PRIMARY KEY, standard TEXT NOT NULL);");
+        if (!ok) {
+            throw std::runtime_error(d.errorMessage());
+        }
+        db::Statement w(d,
+                        "INSERT INTO words(text, simplified, reading, fixed, gloss, gloss_source,"
+                        " english, freq, source) VALUES (?, ?, ?, ?, ?, ?, ?, ?, 'test')");
+        auto optional = [&](int i, const char* v) {
+            v ? w.bind(i, std::string_view(v)) : w.bindNull(i);
+        };
+        for (const FixtureWord& word : words) {
+            w.bind(1, word.text);
+            optional(2, word.simplified);
+            w.bind(3, word.reading).bind(4, static_cast<int64_t>(word.fixed));
+            optional(5, word.gloss);
+            optional(6, word.gloss ? "thieuchuu" : nullptr);
+            optional(7, word.english);
+            w.bind(8, word.freq);
+            w.run();
+            w.reset();
+        }
+        db::Statement f(d, "INSERT INTO word_fold(char, standard) VALUES (?, ?)");
+        for (const auto& [from, to] : folds) {
+            f.bind(1, from).bind(2, to);
+            f.run();
+            f.reset();
         }
     }
     tx.commit();

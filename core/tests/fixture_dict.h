@@ -28,7 +28,20 @@ struct FixtureEntry {
     int64_t freq = -1;  // -1: no corpus_freq row
 };
 
-// Writes a dictionary with the shipped file's tables and indexes.
-void writeFixtureDict(const std::string& path, const std::vector<FixtureEntry>& entries);
+struct FixtureWord {
+    std::string text;
+    std::string reading;
+    uint32_t fixed = 0;
+    const char* gloss = nullptr;  // Thiều Chửu's explanation
+    const char* english = nullptr;
+    int64_t freq = 0;
+    const char* simplified = nullptr;
+};
+
+// Writes a dictionary with the shipped file's tables and indexes; the word
+// tables only when `words` or `folds` (edition form, standard form) are given.
+void writeFixtureDict(const std::string& path, const std::vector<FixtureEntry>& entries,
+                      const std::vector<FixtureWord>& words = {},
+                      const std::vector<std::pair<std::string, std::string>>& folds = {});
 
 }  // namespace talvo::testing

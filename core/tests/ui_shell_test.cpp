@@ -272,6 +272,12 @@ TEST(LookupTextTest, PlainTextCarriesPhraseReadingsRowsAndEntry) {
     PhraseLookup two{"傷字", {{"傷", {"thương"}, std::nullopt}, {"字", {}, "Chữ."}}, {}, {}};
     EXPECT_EQ(lookupPlainText(two), "傷字\nThương\n\n傷  thương\n字 — Chữ.");
     EXPECT_EQ(lookupPlainText(PhraseLookup::message("No.")), "No.");
+    PhraseLookup worded = two;
+    worded.words = {{"傷字", 0, 2, "thương tự", {}, {}, "wounded word", 3}};
+    EXPECT_EQ(lookupPlainText(worded),
+              "傷字\nThương\n\n傷字  thương tự — wounded word\n\n傷  thương\n字 — Chữ.");
     ReverseLookup r{"hàn xx", {{"hàn", {{"寒", {"hàn"}, {}}, {"汗", {"hãn"}, {}}}}, {"xx", {}}}};
     EXPECT_EQ(reversePlainText(r), "hàn: 寒 汗\nxx:");
+    r.words = {{"寒xx", 0, 2, "hàn xx"}};
+    EXPECT_EQ(reversePlainText(r), "hàn xx: 寒xx\nhàn: 寒 汗\nxx:");
 }

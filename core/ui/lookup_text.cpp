@@ -25,6 +25,21 @@ std::string lookupPlainText(const PhraseLookup& result) {
     if (!result.chars.empty()) {
         out += '\n';
     }
+    // The words of several characters first, as the popup lists them.
+    bool anyWord = false;
+    for (const WordReading& w : result.words) {
+        if (w.length < 2) {
+            continue;
+        }
+        anyWord = true;
+        out += '\n' + w.text + "  " + w.reading;
+        if (const auto& gloss = w.gloss ? w.gloss : w.english) {
+            out += " — " + *gloss;
+        }
+    }
+    if (anyWord) {
+        out += '\n';
+    }
     for (const CharReading& c : result.chars) {
         out += '\n' + c.ch;
         std::string readings = joinReadings(c.readings);
@@ -43,6 +58,12 @@ std::string lookupPlainText(const PhraseLookup& result) {
 
 std::string reversePlainText(const ReverseLookup& result) {
     std::string out;
+    if (!result.words.empty()) {
+        out += result.query + ":";
+        for (const WordReading& w : result.words) {
+            out += ' ' + w.text;
+        }
+    }
     for (const ReverseSyllable& s : result.syllables) {
         if (!out.empty()) {
             out += '\n';

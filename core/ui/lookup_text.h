@@ -11,11 +11,13 @@ namespace talvo {
 std::string joinReadings(const std::vector<std::string>& readings);
 
 // A lookup as plain text for the clipboard: the phrase, its readings line,
-// then one line per character ("傷  thương, thảng — gloss") and, for one
-// character, its full entry.
+// its words of several characters ("傷寒  thương hàn — gloss"), then one line
+// per character ("傷  thương, thảng — gloss") and, for one character, its
+// full entry.
 std::string lookupPlainText(const PhraseLookup& result);
 
-// One reverse lookup as plain text: a line per syllable with its candidates.
+// One reverse lookup as plain text: the whole words first ("thương hàn: 傷寒"),
+// then a line per syllable with its candidates.
 std::string reversePlainText(const ReverseLookup& result);
 
 }  // namespace talvo

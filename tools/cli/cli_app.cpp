@@ -160,8 +160,9 @@ class Session {
         return true;
     }
 
-    void showForward(const std::vector<std::string>& chars) {
-        PhraseLookup p = m_service->analyze(chars);
+    void showForward(const std::vector<std::string>& chars,
+                     const std::vector<size_t>& breaks = {}) {
+        PhraseLookup p = m_service->analyze(chars, breaks);
         if (m_o.json) {
             m_e.out << forwardJson(p) << '\n';
         } else {
@@ -187,7 +188,7 @@ class Session {
         LookupDecision d = LookupDecision::decide(selection);
         switch (d.kind) {
             case LookupDecision::Kind::Forward:
-                showForward(d.chars);
+                showForward(d.chars, d.breaks);
                 break;
             case LookupDecision::Kind::Reverse:
                 showReverse(d.syllables);

@@ -21,6 +21,17 @@ json charJson(const CharReading& c) {
     return json{{"char", c.ch}, {"readings", c.readings}, {"gloss", optionalJson(c.gloss)}};
 }
 
+json wordJson(const WordReading& w) {
+    return json{{"text", w.text},
+                {"start", w.start},
+                {"length", w.length},
+                {"reading", w.reading},
+                {"gloss", optionalJson(w.gloss)},
+                {"glossSource", optionalJson(w.glossSource)},
+                {"english", optionalJson(w.english)},
+                {"freq", w.freq}};
+}
+
 // The aligned table needs a visible mark for a character without readings.
 std::string readingsCell(const std::vector<std::string>& readings) {
     std::string joined = joinReadings(readings);
@@ -66,6 +77,35 @@ void printRows(std::ostream& out, const std::vector<CharReading>& rows, const st
     }
 }
 
+// One row per word of several characters: the word, its reading, and its
+// Vietnamese gloss or else its English one.
+void printWordRows(std::ostream& out, const std::vector<WordReading>& words,
+                   const std::string& indent) {
+    size_t textWidth = 0;
+    size_t readingWidth = 0;
+    for (const WordReading& w : words) {
+        if (w.length > 1) {
+            textWidth = std::max(textWidth, text::displayWidth(w.text));
+            readingWidth = std::max(readingWidth, text::displayWidth(w.reading));
+        }
+    }
+    for (const WordReading& w : words) {
+        if (w.length < 2) {
+            continue;
+        }
+        out << indent;
+        pad(out, w.text, textWidth);
+        out << "  ";
+        std::string gloss = w.gloss ? oneLine(w.gloss) : oneLine(w.english);
+        if (gloss.empty()) {
+            out << w.reading << '\n';
+            continue;
+        }
+        pad(out, w.reading, readingWidth);
+        out << "  " << (w.gloss ? "" : "(en) ") << gloss << '\n';
+    }
+}
+
 }  // namespace
 
 std::string joined(const std::vector<std::string>& words) {
@@ -91,7 +131,14 @@ std::string forwardJson(const PhraseLookup& p) {
     }
     out += R"(],"nghia":)" + dump(optionalJson(p.nghia)) + R"(,"matchedSubphrase":)" +
            dump(optionalJson(p.matchedSubphrase)) + R"(,"amString":)" + dump(json(p.amString())) +
-           "}";
+           R"(,"words":[)";
+    for (size_t i = 0; i < p.words.size(); ++i) {
+        if (i > 0) {
+            out += ',';
+        }
+        out += dump(wordJson(p.words[i]));
+    }
+    out += "]}";
     return out;
 }
 
@@ -104,10 +151,15 @@ std::string reverseJson(const ReverseLookup& r) {
         }
         syllables.push_back(json{{"am", s.am}, {"candidates", candidates}});
     }
+    json words = json::array();
+    for (const WordReading& w : r.words) {
+        words.push_back(wordJson(w));
+    }
     return dump(json{{"kind", "reverse"},
                      {"query", r.query},
                      {"hasNoMatch", r.hasNoMatch()},
-                     {"syllables", syllables}});
+                     {"syllables", syllables},
+                     {"words", words}});
 }
 
 std::string messageJson(const std::string& message) {
@@ -120,7 +172,18 @@ void printForward(std::ostream& out, const PhraseLookup& p) {
         if (std::string am = p.amString(); !am.empty()) {
             out << "  " << am;
         }
-        out << "\n\n";
+        out << '\n';
+        // Worth a line only when some word is longer than one character.
+        if (std::any_of(p.words.begin(), p.words.end(),
+                        [](const WordReading& w) { return w.length > 1; })) {
+            std::vector<std::string> texts;
+            for (const WordReading& w : p.words) {
+                texts.push_back(w.text);
+            }
+            out << joined(texts) << "  " << p.wordAmString() << '\n';
+            printWordRows(out, p.words, "  ");
+        }
+        out << '\n';
     }
     printRows(out, p.chars, "");
     if (p.nghia) {
@@ -132,6 +195,11 @@ void printReverse(std::ostream& out, const ReverseLookup& r, AppLanguage lang) {
     if (r.hasNoMatch()) {
         out << format(msg::kNoReverseMatch, lang, r.query) << '\n';
         return;
+    }
+    if (!r.words.empty()) {
+        out << r.query << '\n';
+        printWordRows(out, r.words, "  ");
+        out << '\n';
     }
     bool first = true;
     for (const ReverseSyllable& s : r.syllables) {

@@ -325,7 +325,7 @@ class StudyCommand {
             m_e.err << msg::kNoHanInSelection.pick(m_o.lang) << '\n';
             return kExitFailure;
         }
-        PhraseLookup result = lookup.analyze(chars);
+        PhraseLookup result = lookup.analyze(chars, HanTextParser::wordBreaks(selection));
         // As the lookup flow does: only a full one-character entry is history.
         if (!result.amString().empty() && result.nghia && !result.nghia->empty()) {
             m_store.recordLookup(result.phrase, result.phrase);
@@ -338,12 +338,7 @@ class StudyCommand {
         }
         std::string uid =
             result.chars.size() == 1 ? "char:" + result.chars[0].ch : "phrase:" + result.phrase;
-        std::string gloss;
-        if (result.nghia) {
-            gloss = *result.nghia;
-        } else if (result.chars.size() == 1 && result.chars[0].gloss) {
-            gloss = *result.chars[0].gloss;
-        }
+        std::string gloss = result.studyGloss();
         bool added = m_store.addLookupCard(uid, result.phrase, am, gloss);
         if (m_o.json) {
             m_e.out << dump(json{{"added", added},

@@ -62,6 +62,17 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
     std::string line;
     int depth = 0;
     size_t openedAt = 0;
+    std::u32string run;
+    auto endRun = [&] {
+        if (run.size() > 1) {
+            m_counts.runs.push_back(run);
+            m_counts.runTexts.push_back(textName);
+        }
+        run.clear();
+    };
+    // Commentary set off by indentation (　) rather than parentheses ends
+    // where an unindented line starts.
+    bool indented = false;
     while (reader.next(line)) {
         size_t lineNo = reader.lineNumber();
         if (!line.empty() && line[0] == '#') {
@@ -77,6 +88,15 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
         }
         const auto* p = reinterpret_cast<const unsigned char*>(line.data());
         size_t n = line.size();
+        constexpr std::string_view kIdeographicSpace = "\u3000";
+        constexpr std::string_view kLineMark = "\u00B6";
+        bool startsIndented = line.rfind(kIdeographicSpace, 0) == 0;
+        if (indented && !startsIndented && line.rfind("<pb:", 0) != 0) {
+            endRun();
+        }
+        if (line.rfind("<pb:", 0) != 0) {
+            indented = startsIndented;
+        }
         for (size_t i = 0; i < n;) {
             char c = static_cast<char>(p[i]);
             if (c == '<') {
@@ -96,6 +116,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
                 }
                 if (j < n && line[j] == ';' && j > i + 1) {
                     ++m_counts.entities;
+                    endRun();
                     i = j + 1;
                     continue;
                 }
@@ -103,6 +124,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
                 continue;
             }
             if (c == '(') {
+                endRun();
                 if (depth++ == 0) {
                     openedAt = lineNo;
                 }
@@ -110,6 +132,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
                 continue;
             }
             if (c == ')') {
+                endRun();
                 if (depth == 0) {
                     issues.add(path, lineNo, ") without a matching (");
                 } else {
@@ -119,7 +142,15 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
                 continue;
             }
             if (p[i] < 0x80) {
+                // A column break inside commentary is layout, not text.
+                if (c != '/') {
+                    endRun();
+                }
                 ++i;
+                continue;
+            }
+            if (line.compare(i, kLineMark.size(), kLineMark) == 0) {
+                i += kLineMark.size();
                 continue;
             }
             // Multi-byte scalar; the line is valid UTF-8 by now.
@@ -140,8 +171,10 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
             }
             i += len;
             if (!HanChars::isIdeograph(cp)) {
+                endRun();
                 continue;
             }
+            run += HanChars::unified(cp);
             ++m_counts.counts[HanChars::unified(cp)];
             ++m_counts.tokens;
             ++textStats.tokens;
@@ -150,6 +183,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
             }
         }
     }
+    endRun();
     if (depth > 0) {
         issues.add(path, openedAt, "commentary opened by ( is never closed");
     }

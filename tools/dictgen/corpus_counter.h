@@ -24,6 +24,12 @@ struct CorpusCounts {
     int64_t entities = 0;               // characters with no code point, written &KR0214;
     std::map<std::string, Text> texts;  // by the folder that holds the text's files
     std::vector<std::string> files;     // every file read, in reading order
+    // The text as runs of Hán characters that no word crosses (split at
+    // punctuation, ideographic spaces, unencoded characters and the edges
+    // of commentary; not at line or page ends, which fall mid-sentence).
+    // Runs of one character are left out: they hold no word.
+    std::vector<std::u32string> runs;
+    std::vector<std::string> runTexts;  // the text each run belongs to (a key of texts)
 };
 
 // Counts characters in "mandoku" plain text (Kanseki Repository): header lines

@@ -117,6 +117,18 @@ nlohmann::ordered_json CoverageReport::json() const {
     j["nom_readings_dropped"] = st.nomReadingsDropped;
     j["medical_readings_added"] = st.medicalReadingsAdded;
     j["variant_readings_added"] = st.variantReadingsAdded;
+    const Dictionary::WordStats& w = m_dict.wordStats;
+    j["words"] = m_dict.words.size();
+    j["words_thieuchuu"] = w.thieuChuuQuoted;
+    j["words_thieuchuu_rejected"] = w.thieuChuuRejected;
+    j["words_cedict"] = w.cedictWords;
+    j["words_in_both"] = w.both;
+    j["words_corpus_collocations"] = w.collocations;
+    j["words_with_vietnamese_gloss"] = w.withVietnamese;
+    j["words_with_english_gloss"] = w.withEnglish;
+    j["words_with_corpus_count"] = w.withFrequency;
+    j["words_pinyin_guided"] = w.pinyinGuided;
+    j["chars_first_reading_changed"] = w.firstReadingChanged;
     j["input_problems"] = m_issues.total();
     return j;
 }
@@ -186,6 +198,36 @@ std::string CoverageReport::text(const std::vector<SourceSummary>& sources,
             out += "    " + name + " " + (t.title.empty() ? "" : t.title + " ") +
                    withThousands(t.tokens) + "\n";
         }
+    }
+    const Dictionary::WordStats& w = m_dict.wordStats;
+    if (!m_dict.words.empty()) {
+        auto n = [](size_t v) { return withThousands(static_cast<int64_t>(v)); };
+        out += "\nWords\n";
+        out += row("words of 2 to 8 characters", n(m_dict.words.size()));
+        out += row("quoted in Thiều Chửu", n(w.thieuChuuQuoted) + " (" + n(w.thieuChuuRejected) +
+                                               " quotes left out: syllables not the readings)");
+        out += row("from CC-CEDICT", n(w.cedictWords) + " (" + n(w.both) + " also in Thiều Chửu)");
+        out += row("corpus collocations", n(w.collocations) + " (reading, no gloss)");
+        out += row("with a Vietnamese gloss", n(w.withVietnamese));
+        out += row("with an English gloss", n(w.withEnglish));
+        out += row("with a corpus count", n(w.withFrequency));
+        out += row("read by their pinyin", n(w.pinyinGuided));
+        std::string collocations;
+        for (const std::string& c : w.topCollocations) {
+            collocations += " " + c;
+        }
+        if (!collocations.empty()) {
+            out += row("most frequent collocations", collocations.substr(1));
+        }
+    }
+    if (w.firstReadingChanged > 0) {
+        std::string sample;
+        for (const auto& [c, change] : w.firstReadingSample) {
+            sample += " " + HanChars::utf8(c) + " " + change.first + "→" + change.second;
+        }
+        out += row(
+            "first reading now the modern one",
+            withThousands(static_cast<int64_t>(w.firstReadingChanged)) + " characters:" + sample);
     }
     std::string top;
     for (char32_t c : topByFrequency(kTopShown)) {

@@ -21,6 +21,41 @@ struct Dictionary {
         int64_t frequency = 0;  // 0: no count
     };
 
+    // A word of two or more characters.
+    struct Word {
+        std::string text;        // traditional form
+        std::string simplified;  // CC-CEDICT's simplified form, when it differs
+        std::string reading;     // a syllable per character, spaces between
+        // Bit i set: syllable i is the word's own (quoted, or chosen by its
+        // pinyin among the character's readings), so a user's correction of
+        // that character does not replace it.
+        uint32_t fixedReadings = 0;
+        std::string gloss;    // Thiều Chửu's explanation, Vietnamese
+        std::string entry;    // the character whose Thiều Chửu entry quotes the word
+        std::string english;  // CC-CEDICT's definitions
+        std::string pinyin;
+        int64_t frequency = 0;  // occurrences in the medical corpus
+        bool thieuChuu = false;
+        bool cedict = false;
+        bool collocation = false;  // found only in the corpus
+    };
+
+    struct WordStats {
+        size_t thieuChuuQuoted = 0;    // distinct compounds quoted
+        size_t thieuChuuRejected = 0;  // quotes whose syllables are not the characters' readings
+        size_t cedictWords = 0;
+        size_t both = 0;
+        size_t collocations = 0;
+        size_t withVietnamese = 0;
+        size_t withEnglish = 0;
+        size_t withFrequency = 0;
+        size_t pinyinGuided = 0;  // readings that took a syllable from the word's pinyin
+        size_t firstReadingChanged = 0;
+        std::vector<std::pair<char32_t, std::pair<std::string, std::string>>>
+            firstReadingSample;  // most frequent first: character, (old, new)
+        std::vector<std::string> topCollocations;
+    };
+
     // What the build decided, for the report.
     struct Stats {
         size_t nomReadingsDropped = 0;    // kVietnamese readings nothing else confirms
@@ -44,7 +79,12 @@ struct Dictionary {
     };
 
     std::map<char32_t, Entry> entries;  // by code point
+    std::vector<Word> words;            // by text
+    // Edition forms of the corpus and the standard form each stands for
+    // (隂 → 陰), by code point: a lookup folds them before matching words.
+    std::map<char32_t, char32_t> folds;
     Stats stats;
+    WordStats wordStats;
 };
 
 }  // namespace talvo::dictgen

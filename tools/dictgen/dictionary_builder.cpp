@@ -10,6 +10,7 @@
 #include "tools/dictgen/han_chars.h"
 #include "tools/dictgen/tone_style.h"
 #include "tools/dictgen/variant_resolver.h"
+#include "tools/dictgen/word_builder.h"
 
 namespace talvo::dictgen {
 
@@ -59,6 +60,13 @@ class Builder {
         } else {
             pseudoFrequencies();
         }
+        WordBuilder::build(
+            m_in,
+            [this](char32_t c) {
+                auto s = m_variants.standardOf(c);
+                return s ? s->ch : c;
+            },
+            m_dict);
         return std::move(m_dict);
     }
 
@@ -412,6 +420,7 @@ class Builder {
                 st.foldedTokens += n;
                 ++st.foldedForms;
                 folds.push_back({n, {c, to}});
+                m_dict.folds[c] = to;
             }
             folded[to] += n;
         }

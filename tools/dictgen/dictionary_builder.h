@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/dictgen/cedict_reader.h"
 #include "tools/dictgen/corpus_counter.h"
 #include "tools/dictgen/dictionary.h"
 #include "tools/dictgen/m17n_reader.h"
@@ -16,6 +17,7 @@ struct BuildInputs {
     const ThieuChuuData* thieuChuu = nullptr;
     const ReadingsCsvData* readingsCsv = nullptr;
     const CorpusCounts* corpus = nullptr;
+    const CedictData* cedict = nullptr;
 };
 
 // Merges the sources into one dictionary.
@@ -38,6 +40,8 @@ struct BuildInputs {
 //
 // Frequencies: corpus counts with edition forms folded onto their standard
 // form, or, without a corpus, pseudo-counts from kFrequency.
+//
+// Words, and the modern reading put first: see WordBuilder.
 class DictionaryBuilder {
   public:
     static Dictionary build(const BuildInputs& inputs);

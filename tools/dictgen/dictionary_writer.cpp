@@ -16,6 +16,11 @@ CREATE TABLE han_viet(char TEXT, am TEXT);
 CREATE TABLE vantiel(char TEXT, gloss TEXT, full TEXT);
 CREATE TABLE corpus_freq(char TEXT, n INTEGER);
 CREATE TABLE meta(key TEXT PRIMARY KEY, value TEXT);
+CREATE TABLE words(id INTEGER PRIMARY KEY, text TEXT NOT NULL, simplified TEXT,
+                   reading TEXT NOT NULL, fixed INTEGER NOT NULL, gloss TEXT,
+                   gloss_source TEXT, entry TEXT, english TEXT, pinyin TEXT,
+                   freq INTEGER NOT NULL, source TEXT NOT NULL);
+CREATE TABLE word_fold(char TEXT PRIMARY KEY, standard TEXT NOT NULL);
 )sql";
 
 // Built after the rows are in: one sorted pass instead of a b-tree insert per row.
@@ -24,6 +29,8 @@ CREATE INDEX han_viet_char ON han_viet(char);
 CREATE INDEX han_viet_am ON han_viet(lower(am));
 CREATE UNIQUE INDEX vantiel_char ON vantiel(char);
 CREATE UNIQUE INDEX corpus_freq_char ON corpus_freq(char);
+CREATE UNIQUE INDEX words_text ON words(text);
+CREATE INDEX words_reading ON words(reading);
 )sql";
 
 void check(bool ok, db::Database& db, const char* what) {
@@ -64,6 +71,41 @@ void insertRows(db::Database& db, const Dictionary& dict, const DictionaryWriter
             check(freq.run(), db, "writing corpus_freq");
             freq.reset();
         }
+    }
+    db::Statement word(
+        db,
+        "INSERT INTO words(text, simplified, reading, fixed, gloss, gloss_source, "
+        "entry, english, pinyin, freq, source) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    check(word.valid(), db, "preparing");
+    auto optional = [&](int i, const std::string& v) -> db::Statement& {
+        return v.empty() ? word.bindNull(i) : word.bind(i, v);
+    };
+    for (const Dictionary::Word& w : dict.words) {
+        std::string source = w.collocation ? "corpus" : "";
+        if (w.thieuChuu) {
+            source = "thieuchuu";
+        }
+        if (w.cedict) {
+            source += source.empty() ? "cedict" : " cedict";
+        }
+        word.bind(1, w.text);
+        optional(2, w.simplified);
+        word.bind(3, w.reading).bind(4, static_cast<int64_t>(w.fixedReadings));
+        optional(5, w.gloss);
+        optional(6, w.gloss.empty() ? std::string() : std::string("thieuchuu"));
+        optional(7, w.entry);
+        optional(8, w.english);
+        optional(9, w.pinyin);
+        word.bind(10, w.frequency).bind(11, source);
+        check(word.run(), db, "writing words");
+        word.reset();
+    }
+    db::Statement fold(db, "INSERT INTO word_fold(char, standard) VALUES(?, ?)");
+    check(fold.valid(), db, "preparing");
+    for (const auto& [from, to] : dict.folds) {
+        fold.bind(1, HanChars::utf8(from)).bind(2, HanChars::utf8(to));
+        check(fold.run(), db, "writing word_fold");
+        fold.reset();
     }
     for (const auto& [key, value] : meta) {
         metaRow.bind(1, key).bind(2, value);

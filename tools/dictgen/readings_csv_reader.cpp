@@ -133,13 +133,20 @@ ReadingsCsvData ReadingsCsvReader::read(const std::string& path, IssueLog& issue
             continue;
         }
         auto& list = data.readings[*ch];
+        ReadingsCsvData::ByPinyin row{text::toLower(text::trimBlanks((*fields)[2])), {}};
         for (const std::string& item : *items) {
             auto r = ToneStyle::normalizeReading(item);
             if (!r) {
                 issues.add(path, lineNo, "reading \"" + item + "\" is not Vietnamese");
-            } else if (std::find(list.begin(), list.end(), *r) == list.end()) {
+                continue;
+            }
+            if (std::find(list.begin(), list.end(), *r) == list.end()) {
                 list.push_back(*r);
             }
+            row.readings.push_back(*r);
+        }
+        if (!row.readings.empty() && !row.pinyin.empty()) {
+            data.byPinyin[*ch].push_back(std::move(row));
         }
     }
     if (!reader.error().empty()) {

@@ -287,6 +287,9 @@ ThieuChuuData ThieuChuuReader::read(const std::string& path, IssueLog& issues) {
             }
         }
         for (std::string& s : senses) {
+            for (QuotedCompound& q : QuotedCompounds::parse(s)) {
+                e.compounds.push_back(std::move(q));
+            }
             e.senses.push_back(std::move(s));
         }
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/dictgen/issue_log.h"
+#include "tools/dictgen/quoted_compounds.h"
 
 namespace talvo::dictgen {
 
@@ -23,6 +24,8 @@ struct ThieuChuuEntry {
     // Characters the senses name as another way of writing this one, in
     // order ("Tục dùng như chữ cường 強" under 强).
     std::vector<char32_t> namedForms;
+    // The words the senses quote with their reading, in order.
+    std::vector<QuotedCompound> compounds;
     size_t line = 0;  // where the character first appears
 };
 

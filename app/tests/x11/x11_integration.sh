@@ -63,13 +63,14 @@ step "from the keyboard: add 傷寒論 to study, correct 論 to luân; the corre
 xdotool windowfocus --sync "$win"
 xdotool key alt+d
 popup=$(wait_window '^Talvo — 傷寒論') || fail "no popup for the second press"
-# Focus order from the card: close, copy ×3, translate, add to study, then
-# each row's reading editor. Each press waits for the last one's effect on
-# a loaded machine.
+# Focus order from the card: close, copy ×3, translate, add to study, the
+# words (傷寒 and 論), then each row's reading editor. Adding disables the
+# button, which hands focus to the first word. Each press waits for the
+# last one's effect on a loaded machine.
 sleep 0.4
 xdotool key --delay 80 Tab Tab Tab Tab Tab Tab space
 sleep 0.4
-xdotool key --delay 80 Tab Tab Tab space
+xdotool key --delay 80 Tab Tab Tab Tab space
 sleep 0.5
 xdotool type --delay 40 "luân"
 sleep 0.3
@@ -151,6 +152,20 @@ wait_window '^Talvo — Không đọc được vùng chọn' >/dev/null ||
     fail "the stale PRIMARY was looked up again: $(xdotool search --onlyvisible --name '^Talvo — ' getwindowname %@ 2>/dev/null)"
 wait_line "$work/quiet.log" "^key C mods 67108864$" || fail "outside a terminal the copy was not tried"
 xdotool key Escape
+
+step "a line of 傷寒論 reads by words; Enter on the first word shows its characters"
+xclip -selection primary <<<"太陽之為病，脈浮，頭項強痛而惡寒"
+xdotool windowfocus --sync "$quiet"
+sleep 1.2
+xdotool key alt+d
+wait_window '^Talvo — 太陽之為病脈浮頭項強痛而惡寒' >/dev/null || fail "no popup for the line"
+# Close, copy ×3, translate, add to study, then the first word (太陽).
+sleep 0.4
+xdotool key --delay 80 Tab Tab Tab Tab Tab Tab Tab Return
+sleep 0.4
+import -window root "$artifacts/popup-words.png"
+xdotool key Escape
+wait_gone '^Talvo — 太陽之為病' || fail "Escape did not close the line's popup"
 
 step "a terminal the class list does not know: never a keystroke, PRIMARY only"
 # xterm under another name and class: only the pseudo-terminal master it

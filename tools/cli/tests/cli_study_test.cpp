@@ -99,7 +99,7 @@ TEST_F(CliStudyTest, AddLookupFollowsThePopupsRule) {
                                             {"uid", "phrase:傷寒論"},
                                             {"front", "傷寒論"},
                                             {"am", "Thương Hàn Luận"},
-                                            {"gloss", ""}}));
+                                            {"gloss", "傷: Bị thương.; 寒: Lạnh."}}));
     ASSERT_EQ(study({"add-lookup", "傷寒論"}), 0);
     EXPECT_TRUE(printed("đã có"));
 

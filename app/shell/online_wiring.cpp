@@ -30,10 +30,17 @@ OnlineWiring::OnlineWiring(AppSettings& settings, QObject* context)
 OnlineWiring::~OnlineWiring() = default;
 
 std::optional<std::string> OnlineWiring::token() {
-    if (!m_token) {
-        m_token = m_tokens->load();
+    constexpr std::chrono::seconds kRetryAfterMiss{60};
+    if (m_token) {
+        return m_token;
     }
-    return *m_token;
+    auto now = std::chrono::steady_clock::now();
+    if (m_lastMiss && now - *m_lastMiss < kRetryAfterMiss) {
+        return std::nullopt;
+    }
+    m_token = m_tokens->load();
+    m_lastMiss = m_token ? std::nullopt : std::optional(now);
+    return m_token;
 }
 
 OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void()> synced) {

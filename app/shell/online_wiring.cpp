@@ -43,7 +43,8 @@ std::optional<std::string> OnlineWiring::token() {
     return m_token;
 }
 
-OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void()> synced) {
+OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase,
+                                std::function<void(const SyncReport&)> finished) {
     OnlineHooks h;
     OnlineServices* s = m_services.get();
     h.translate = [s](const std::string& zh, OnlineHooks::TranslateDone done) {
@@ -52,13 +53,13 @@ OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void
     h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
     h.feature = [s](const std::string& name) { s->analytics().feature(name); };
     h.appOpen = [s] { s->analytics().appOpen(); };
-    h.syncStudy = [s, studyDatabase, synced = std::move(synced)] {
+    h.syncStudy = [s, studyDatabase, finished = std::move(finished)] {
         if (!studyDatabase) {
             return;
         }
-        s->sync().sync(*studyDatabase, [synced](const SyncReport& report) {
-            if (report.ok && synced) {
-                synced();
+        s->sync().sync(*studyDatabase, [finished](const SyncReport& report) {
+            if (finished) {
+                finished(report);
             }
         });
     };

@@ -12,6 +12,8 @@
 
 namespace talvo {
 
+struct SyncReport;
+
 class AppSettings;
 class LessonsService;
 class OnlineServices;
@@ -32,8 +34,9 @@ class OnlineWiring {
 
     // Hooks for the controller. `studyDatabase` is borrowed and must outlive
     // this object (null: no study side, a sync trigger sends nothing);
-    // `synced` runs on the main thread after a successful exchange.
-    OnlineHooks hooks(StudyDatabase* studyDatabase, std::function<void()> synced);
+    // `finished` runs on the main thread after every exchange that ran.
+    OnlineHooks hooks(StudyDatabase* studyDatabase,
+                      std::function<void(const SyncReport&)> finished);
     // The lessons feed for the lessons window (answers on the main thread).
     LessonsService& lessons();
 

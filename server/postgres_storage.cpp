@@ -377,8 +377,9 @@ SyncPull PostgresStorage::exchange(int64_t accountId, const SyncPush& push, Pull
                     .affected();
         }
 
-        // Cards that several devices reviewed apart: their state is the
-        // replay of all their logs, handed to every device (device '').
+        // A touched card's state is the replay of all its logs (devices that
+        // reviewed it apart each knew only their own reviews); a changed one
+        // is handed to every device (device '').
         if (std::vector<std::string> uids = touchedUids(push); !uids.empty()) {
             json list = json::array();
             for (const std::string& uid : uids) {
@@ -396,7 +397,7 @@ SyncPull PostgresStorage::exchange(int64_t accountId, const SyncPush& push, Pull
                                     lr.int64(i, 4), lr.int64(i, 5), lr.int64(i, 6)});
             }
             std::vector<CardRecord> stored;
-            if (cardLogs.size() > 1) {
+            if (!cardLogs.empty()) {
                 PgResult cr = c.exec(std::string("SELECT ") + kCardColumns +
                                          " FROM card WHERE account_id = $1 AND uid IN"
                                          " (SELECT json_array_elements_text($2::json))",

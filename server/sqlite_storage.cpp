@@ -536,8 +536,9 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
             pull.logsAdded += db.changes();
         }
 
-        // Cards that several devices reviewed apart: their state is the
-        // replay of all their logs, handed to every device (device '').
+        // A touched card's state is the replay of all its logs (devices that
+        // reviewed it apart each knew only their own reviews); a changed one
+        // is handed to every device (device '').
         std::vector<std::string> uids = touchedUids(push);
         if (!uids.empty()) {
             std::vector<CardRecord> stored;
@@ -558,7 +559,7 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
                                             row.int64(4), row.int64(5), row.int64(6)});
                     });
                 }
-                if (cardLogs.size() - before < 2) {
+                if (cardLogs.size() == before) {
                     continue;
                 }
                 db::ScopedReset reset(cardSt);

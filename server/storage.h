@@ -45,7 +45,7 @@ struct SyncPull {
     bool capped = false;        // more rows wait beyond `now`
     int64_t cardsChanged = 0;   // pushed cards that were new or strictly newer
     int64_t logsAdded = 0;      // pushed logs not stored before
-    int64_t cardsReplayed = 0;  // cards recomputed from the logs of several origins
+    int64_t cardsReplayed = 0;  // cards whose state changed when replayed from their logs
 };
 
 // Bounds of one answer: at most maxRows rows, and rows are added only while
@@ -148,8 +148,8 @@ class Storage {
 
     // One sync exchange for the account, in one transaction: stores the
     // pushed cards (new, or strictly newer `updatedAt`) and logs (new logId),
-    // recomputes the state of every touched card whose logs come from more
-    // than one origin (replayedCards, sync_batch.h), then returns what was
+    // recomputes the state of every touched card from all its logs
+    // (replayedCards, sync_batch.h), then returns what was
     // stored after `since` under any other pusher. Every stored row takes the
     // account's next sequence number, under a lock held to the commit, so a
     // cursor never passes a row committed later.

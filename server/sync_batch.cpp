@@ -161,7 +161,7 @@ std::vector<CardRecord> replayedCards(const std::vector<CardRecord>& stored,
     std::vector<CardRecord> out;
     for (const CardRecord& c : stored) {
         auto it = byCard.find(c.uid);
-        if (it == byCard.end() || !hasSeveralOrigins(it->second)) {
+        if (it == byCard.end()) {
             continue;
         }
         std::optional<ReplayedSchedule> s = replayReviews(it->second, kScheduler);

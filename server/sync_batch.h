@@ -24,10 +24,9 @@ std::vector<wire::SyncRejection> normalizePush(SyncPush& push);
 inline constexpr int64_t kFutureToleranceSeconds = 300;
 void clampFutureStamps(SyncPush& push, int64_t now);
 
-// For each stored card whose logs (all of its logs are among `logs`) come
-// from more than one origin, the card with the state that replaying those
-// logs gives (core/sync/review_replay.h), when that differs from what is
-// stored. Cards reviewed on one device only keep the newer-wins rule.
+// For each stored card that has logs (all of its logs are among `logs`), the
+// card with the state that replaying those logs gives
+// (core/sync/review_replay.h), when that differs from what is stored.
 std::vector<CardRecord> replayedCards(const std::vector<CardRecord>& stored,
                                       const std::vector<LogRecord>& logs);
 

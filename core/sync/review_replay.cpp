@@ -2,22 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <set>
-
-#include "core/wire/sync_merge.h"
 
 namespace talvo {
-
-bool hasSeveralOrigins(const std::vector<wire::SyncLog>& logs, const std::string& ownOrigin) {
-    std::set<std::string> origins;
-    for (const wire::SyncLog& l : logs) {
-        origins.insert(l.logId.empty() ? ownOrigin : wire::originOf(l.logId));
-        if (origins.size() > 1) {
-            return true;
-        }
-    }
-    return false;
-}
 
 std::optional<ReplayedSchedule> replayReviews(std::vector<wire::SyncLog> logs, const FSRS& fsrs) {
     std::sort(logs.begin(), logs.end(), [](const wire::SyncLog& a, const wire::SyncLog& b) {

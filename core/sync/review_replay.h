@@ -23,14 +23,14 @@ struct ReplayedSchedule {
 
 // When two devices review one card apart, each one's copy of the card knows
 // only its own reviews; keeping the newer copy would drop the other's lapses.
-// Such a card's state is instead recomputed from every review it has, in
-// time order, through the scheduler. The result depends only on the set of
-// logs (ties in time are broken by log_id), so every device and the server
-// reach the same state once they hold the same logs.
-
-// True when the logs come from more than one origin: the part of log_id
-// before its first ":". A log whose id is empty counts as `ownOrigin`.
-bool hasSeveralOrigins(const std::vector<wire::SyncLog>& logs, const std::string& ownOrigin = "");
+// A card's state is instead recomputed from every review it has, in time
+// order, through the scheduler. The result depends only on the set of logs
+// (ties in time are broken by log_id), so every device and the server reach
+// the same state once they hold the same logs. For a card reviewed on one
+// device only, that is the state the device itself scheduled (grading does
+// exactly this, one review at a time): the newer copy of such a card still
+// wins, except a copy that carries none of its reviews (the same word added
+// on another device later, or stamped by a clock that runs ahead).
 
 // Replays the logs (in any order) through the scheduler: each review's
 // elapsed days are counted from the previous review's day, as grading does.

@@ -47,7 +47,7 @@ class StudySyncStore {
     struct Applied {
         int64_t cards = 0;     // incoming cards that were inserted or overwrote a row
         int64_t logs = 0;      // incoming logs that were new here
-        int64_t replayed = 0;  // cards whose state was recomputed from their merged logs
+        int64_t replayed = 0;  // cards whose state changed when replayed from all their logs
         int64_t refused = 0;   // sent rows that the server refused
     };
     // Applies a successful exchange in one transaction: the remote cards
@@ -55,9 +55,8 @@ class StudySyncStore {
     // day 0), the remote logs (stored once, with their origin and synced=1),
     // the sent rows marked as taken (unless refused, or changed again since
     // they were gathered), the refusals, the state of every touched card
-    // whose logs come from more than one origin (replayed), and the pull
-    // cursor. All of it or nothing: absent when the database refused any
-    // part, and then nothing changed.
+    // replayed from all its logs (review_replay.h), and the pull cursor. All of it or nothing:
+    // absent when the database refused any part, and then nothing changed.
     std::optional<Applied> applyExchange(const wire::SyncRequest& sent,
                                          const wire::SyncResponse& received);
 

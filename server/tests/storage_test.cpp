@@ -43,7 +43,8 @@ TEST_P(StorageTest, CardsMergeByStrictlyNewerTimeAndLogsAreStoredOnce) {
     Storage& s = **db;
     int64_t acct = *authenticate(s, addAccount(s, "ana"));
 
-    SyncPull a = exchange(s, acct, "A", 0, {card("char:風", 100)}, {log("A:1"), log("A:2")});
+    SyncPull a = exchange(s, acct, "A", 0, {card("char:風", 100)},
+                          {log("A:1", "char:雨"), log("A:2", "char:雨")});
     EXPECT_EQ(a.cardsChanged, 1);
     EXPECT_EQ(a.logsAdded, 2);
 
@@ -51,9 +52,9 @@ TEST_P(StorageTest, CardsMergeByStrictlyNewerTimeAndLogsAreStoredOnce) {
     // duplicate log and a new one. Only the new log is stored.
     CardRecord older = card("char:風", 90, 7);
     CardRecord equal = card("char:風", 100, 9);
-    // (B's log is of another card: replaying a card reviewed on both
-    // devices has its own test.)
-    SyncPull b = exchange(s, acct, "B", 0, {older}, {log("A:2"), log("B:1", "char:雨")});
+    // (The logs are of another card: replaying a card from its reviews has
+    // its own test.)
+    SyncPull b = exchange(s, acct, "B", 0, {older}, {log("A:2", "char:雨"), log("B:1", "char:雨")});
     EXPECT_EQ(b.cardsChanged, 0);
     EXPECT_EQ(b.logsAdded, 1);
     ASSERT_EQ(b.cards.size(), 1u);
@@ -296,8 +297,11 @@ TEST_P(StorageTest, ACardReviewedOnTwoDevicesTakesTheStateOfAllItsReviews) {
     const LogRecord a1 = review("A:1", 1000, 10, 3);
     const LogRecord b1 = review("B:1", 2000, 12, 1);  // B forgot it
     const LogRecord a2 = review("A:2", 3000, 15, 3);
+    // Each device's copy holds the state its own reviews scheduled.
     CardRecord fromA = card("char:風", 3000, 2);
+    applySchedule(fromA, *replayReviews({a1, a2}, FSRS{}));
     CardRecord fromB = card("char:風", 2000, 1);
+    applySchedule(fromB, *replayReviews({b1}, FSRS{}));
 
     auto push = [&](const std::string& dev, int64_t since, CardRecord c,
                     std::vector<LogRecord> logs) {
@@ -306,7 +310,7 @@ TEST_P(StorageTest, ACardReviewedOnTwoDevicesTakesTheStateOfAllItsReviews) {
         return s.exchange(acct, p, {});
     };
     SyncPull a = push("A", 0, fromA, {a1, a2});
-    EXPECT_EQ(a.cardsReplayed, 0) << "one device's reviews keep its own state";
+    EXPECT_EQ(a.cardsReplayed, 0) << "one device's reviews: its own state stands";
     SyncPull b = push("B", 0, fromB, {b1});
     EXPECT_EQ(b.cardsReplayed, 1);
 
@@ -320,6 +324,16 @@ TEST_P(StorageTest, ACardReviewedOnTwoDevicesTakesTheStateOfAllItsReviews) {
     ASSERT_EQ(a2pull.cards.size(), 1u);
     EXPECT_EQ(a2pull.cards[0], expected);
     EXPECT_EQ(a2pull.cardsReplayed, 0) << "a replay that changes nothing is not written";
+
+    // The same word added later on a third device, without its reviews, is
+    // newer but cannot wipe them out.
+    SyncPull c = push("C", 0, card("char:風", 9000, 0), {});
+    EXPECT_EQ(c.cardsChanged, 1);
+    EXPECT_EQ(c.cardsReplayed, 1);
+    SyncPull back = push("A", a2pull.now, fromA, {});
+    ASSERT_EQ(back.cards.size(), 1u);
+    EXPECT_EQ(back.cards[0].reps, expected.reps);
+    EXPECT_EQ(back.cards[0].lapses, 1);
 }
 
 TEST_P(StorageTest, LessonsAreReplacedByIdAndServedInOrder) {

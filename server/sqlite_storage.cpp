@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "core/db/database.h"
@@ -543,31 +544,32 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
         if (!uids.empty()) {
             std::vector<CardRecord> stored;
             std::vector<LogRecord> cardLogs;
-            db::Statement& cardSt = prepare(db, std::string("SELECT ") + kCardColumns +
-                                                    " FROM card WHERE account_id=? AND uid=?");
+            // One statement each for all touched cards: the uids travel as
+            // one JSON list. Without statistics the planner would rather walk
+            // the whole account by its primary key, hence the index named.
+            nlohmann::json list(uids);
+            const std::string touched = list.dump();
             db::Statement& logSt =
                 prepare(db,
                         "SELECT log_id, card_uid, ts, day, rating, elapsed, ivl FROM review_log"
-                        " WHERE account_id=? AND card_uid=?");
-            for (const std::string& uid : uids) {
-                size_t before = cardLogs.size();
-                {
-                    db::ScopedReset reset(logSt);
-                    logSt.bind(1, accountId).bind(2, uid);
-                    eachRow(db, logSt, [&](const db::Statement& row) {
-                        cardLogs.push_back({text(row, 0), text(row, 1), row.int64(2), row.int64(3),
-                                            row.int64(4), row.int64(5), row.int64(6)});
-                    });
-                }
-                if (cardLogs.size() == before) {
-                    continue;
-                }
+                        " INDEXED BY review_log_by_card WHERE account_id=? AND card_uid IN"
+                        " (SELECT value FROM json_each(?))");
+            {
+                db::ScopedReset reset(logSt);
+                logSt.bind(1, accountId).bind(2, touched);
+                eachRow(db, logSt, [&](const db::Statement& row) {
+                    cardLogs.push_back({text(row, 0), text(row, 1), row.int64(2), row.int64(3),
+                                        row.int64(4), row.int64(5), row.int64(6)});
+                });
+            }
+            if (!cardLogs.empty()) {
+                db::Statement& cardSt = prepare(db, std::string("SELECT ") + kCardColumns +
+                                                        " FROM card WHERE account_id=? AND uid IN"
+                                                        " (SELECT value FROM json_each(?))");
                 db::ScopedReset reset(cardSt);
-                cardSt.bind(1, accountId).bind(2, uid);
-                if (cardSt.step()) {
-                    stored.push_back(readCard(cardSt));
-                }
-                checkEnd(db);
+                cardSt.bind(1, accountId).bind(2, touched);
+                eachRow(db, cardSt,
+                        [&](const db::Statement& row) { stored.push_back(readCard(row)); });
             }
             db::Statement& setSt =
                 prepare(db,

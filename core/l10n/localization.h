@@ -211,6 +211,12 @@ inline constexpr Tr kStartAtLoginFailed{
 };
 inline constexpr Tr kSave{"Lưu", "儲存", "Save"};
 inline constexpr Tr kSaved{"Đã lưu.", "已儲存。", "Saved."};
+inline constexpr Tr kTokenUnavailable{
+    "Chưa lưu được mã đăng nhập: kho khoá của hệ thống chưa sẵn sàng.",
+    "無法儲存登入權杖：系統鑰匙圈無法使用。",
+    "The sign-in token cannot be saved: the system keychain is not available.",
+};
+// Settings: the outcome of the latest study sync.
 inline constexpr Tr kSyncLastOk{
     "Đồng bộ lần cuối lúc %@.",
     "上次同步於 %@。",
@@ -225,11 +231,6 @@ inline constexpr Tr kSyncRefused{
     "%@ thay đổi bị máy chủ từ chối, chỉ còn lưu trên máy này.",
     "%@ 項變更被伺服器拒絕，只保存在本機。",
     "%@ changes refused by the server are kept on this device only.",
-};
-inline constexpr Tr kTokenUnavailable{
-    "Chưa lưu được mã đăng nhập: kho khoá của hệ thống chưa sẵn sàng.",
-    "無法儲存登入權杖：系統鑰匙圈無法使用。",
-    "The sign-in token cannot be saved: the system keychain is not available.",
 };
 
 // Desktop program: popup panel.

@@ -1,4 +1,5 @@
 #include <QApplication>
+#include <QDateTime>
 #include <QSystemTrayIcon>
 #include <filesystem>
 
@@ -16,6 +17,7 @@
 #include "app/tray/tray_menu.h"
 #include "core/paths/app_paths.h"
 #include "net/settings/app_settings.h"
+#include "net/sync/study_sync_service.h"
 
 namespace {
 
@@ -106,8 +108,17 @@ int main(int argc, char** argv) {
     e.strokesDir = talvo::paths::resourceDir(exeDir) + "/strokes";
     e.contentBase = [&settings] { return settings.contentUrl(); };
     talvo::OnlineWiring online(settings, &app);
+    // Set once the controller exists; exchanges only start after launch.
+    std::function<void(const talvo::SyncReport&)> showSyncStatus;
     e.online = online.hooks(stores.studyDatabase(),
-                            [&deck] { emit deck.deckChanged(talvo::DeckChange::Synced); });
+                            [&deck, &showSyncStatus](const talvo::SyncReport& report) {
+                                if (report.ok) {
+                                    emit deck.deckChanged(talvo::DeckChange::Synced);
+                                }
+                                if (showSyncStatus) {
+                                    showSyncStatus(report);
+                                }
+                            });
     e.lessons = &online.lessons();
     e.platform =
         talvo::createPlatformBackends([icon = statusIcon.get()](const talvo::NoticeText& n) {
@@ -119,6 +130,10 @@ int main(int argc, char** argv) {
     e.trayAvailable = [] { return QSystemTrayIcon::isSystemTrayAvailable(); };
 
     talvo::AppController controller(std::move(e));
+    showSyncStatus = [&controller](const talvo::SyncReport& report) {
+        controller.settingsWindow()->showSyncStatus(
+            {report.ok, QDateTime::currentSecsSinceEpoch(), report.refusedTotal});
+    };
     controller.settingsWindow()->setStartAtLogin(autostart.get());
     instance.onRequest = [&controller](const QByteArray& request) {
         controller.handleRequest(request);

@@ -136,8 +136,10 @@ CardRecord benchCard(int i, int64_t updatedAt) {
     return c;
 }
 
-LogRecord benchLog(const std::string& id) {
-    return LogRecord{id, "char:1", 1'779'840'000, 20600, 3, 2, 5};
+// A review of card `card` (the server replays a card's state from all its
+// logs, so they are spread over the cards as real reviews are).
+LogRecord benchLog(const std::string& id, int card = 1) {
+    return LogRecord{id, "char:" + std::to_string(card), 1'779'840'000, 20600, 3, 2, 5};
 }
 
 // Devices making small exchanges (1 card + 2 logs up, whatever others sent
@@ -209,7 +211,7 @@ void fullBatchServerTime(benchmark::State& state, int backend) {
         wire::SyncRequest request{device, since[d], {}, {}};
         for (int i = 0; i < 500; ++i) {
             request.cards.push_back(benchCard(i, 1000 + round));
-            request.logs.push_back(benchLog(device + ":" + std::to_string(round * 500 + i)));
+            request.logs.push_back(benchLog(device + ":" + std::to_string(round * 500 + i), i));
         }
         httplib::Request req;
         req.method = "POST";
@@ -254,7 +256,7 @@ void fullBatchRoundTrip(benchmark::State& state, int backend) {
         wire::SyncRequest request{device, since[d], {}, {}};
         for (int i = 0; i < 500; ++i) {
             request.cards.push_back(benchCard(i, 1000 + round));
-            request.logs.push_back(benchLog(device + ":" + std::to_string(round * 500 + i)));
+            request.logs.push_back(benchLog(device + ":" + std::to_string(round * 500 + i), i));
         }
         ++round;
         auto r = client.Post("/api/study/sync", {{"Authorization", "Bearer " + token}},

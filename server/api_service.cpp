@@ -273,18 +273,24 @@ void ApiService::sync(const httplib::Request& req, httplib::Response& res, Conte
         throw HttpError(400, request.error);
     }
     SyncPush push{std::move(request->deviceId), request->since, std::move(request->cards),
-                  std::move(request->logs)};
+                  std::move(request->logs), std::move(request->installId)};
     if (push.deviceId.empty() || push.deviceId.size() > kMaxDeviceIdBytes ||
         push.deviceId.find('\0') != std::string::npos) {
         throw HttpError(
             400, "device_id: must be 1 to " + std::to_string(kMaxDeviceIdBytes) + " bytes of text");
+    }
+    if (push.installId.size() > kMaxDeviceIdBytes ||
+        push.installId.find('\0') != std::string::npos) {
+        throw HttpError(400, "install_id: must be at most " + std::to_string(kMaxDeviceIdBytes) +
+                                 " bytes of text");
     }
     if (push.since < 0) {
         throw HttpError(400, "since: must not be negative");
     }
     size_t cardsIn = push.cards.size();
     size_t logsIn = push.logs.size();
-    int64_t rejected = normalizePush(push);
+    std::vector<wire::SyncRejection> rejected = normalizePush(push);
+    clampFutureStamps(push, m_clock.now());
     SyncPull pull = m_storage.exchange(*account, push, m_options.pull);
 
     ctx.fields = {{"cards_in", cardsIn},
@@ -294,14 +300,18 @@ void ApiService::sync(const httplib::Request& req, httplib::Response& res, Conte
                   {"cards_out", pull.cards.size()},
                   {"logs_out", pull.logs.size()},
                   {"capped", pull.capped}};
-    if (rejected > 0) {
-        ctx.fields["rejected"] = rejected;
+    if (!rejected.empty()) {
+        ctx.fields["rejected"] = rejected.size();
+    }
+    if (pull.cardsReplayed > 0) {
+        ctx.fields["cards_replayed"] = pull.cardsReplayed;
     }
     m_metrics.add("talvo_sync_cards_stored_total", pull.cardsChanged);
     m_metrics.add("talvo_sync_logs_stored_total", pull.logsAdded);
-    m_metrics.add("talvo_sync_rows_rejected_total", rejected);
+    m_metrics.add("talvo_sync_rows_rejected_total", static_cast<int64_t>(rejected.size()));
 
-    wire::SyncResponse response{pull.now, std::move(pull.cards), std::move(pull.logs)};
+    wire::SyncResponse response{pull.now, std::move(pull.cards), std::move(pull.logs), pull.capped,
+                                std::move(rejected)};
     setJson(res, 200, wire::encodeSyncResponse(response));
 }
 

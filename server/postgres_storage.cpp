@@ -95,6 +95,8 @@ CREATE TABLE stat_lookup (
   PRIMARY KEY (day, zh_hash)
 );
 )sql",
+    // A card's logs, read to replay its state when several devices review it.
+    "CREATE INDEX review_log_by_card ON review_log (account_id, card_uid);",
 };
 constexpr int kSchemaVersion = static_cast<int>(std::size(kMigrations));
 
@@ -333,7 +335,7 @@ SyncPull PostgresStorage::exchange(int64_t accountId, const SyncPush& push, Pull
                      " suspended = EXCLUDED.suspended, updated_at = EXCLUDED.updated_at,"
                      " seq = EXCLUDED.seq, device = EXCLUDED.device"
                      " WHERE EXCLUDED.updated_at > card.updated_at",
-                     PgParams().add(accountId).add(push.deviceId).add(batch))
+                     PgParams().add(accountId).add(push.pusher()).add(batch))
                     .affected();
             if (pull.cardsChanged < static_cast<int64_t>(push.cards.size())) {
                 PgResult lost = c.exec(
@@ -371,8 +373,65 @@ SyncPull PostgresStorage::exchange(int64_t accountId, const SyncPush& push, Pull
                      " card_uid text, ts bigint, day bigint, rating bigint, elapsed bigint,"
                      " ivl bigint)"
                      " ON CONFLICT (account_id, log_id) DO NOTHING",
-                     PgParams().add(accountId).add(push.deviceId).add(dumpJson(rows)))
+                     PgParams().add(accountId).add(push.pusher()).add(dumpJson(rows)))
                     .affected();
+        }
+
+        // A touched card's state is the replay of all its logs (devices that
+        // reviewed it apart each knew only their own reviews); a changed one
+        // is handed to every device (device '').
+        if (std::vector<std::string> uids = touchedUids(push); !uids.empty()) {
+            json list = json::array();
+            for (const std::string& uid : uids) {
+                list.push_back(uid);
+            }
+            std::string touched = dumpJson(list);
+            PgResult lr = c.exec(
+                "SELECT log_id, card_uid, ts, day, rating, elapsed, ivl FROM review_log"
+                " WHERE account_id = $1 AND card_uid IN"
+                " (SELECT json_array_elements_text($2::json))",
+                PgParams().add(accountId).add(touched));
+            std::vector<LogRecord> cardLogs;
+            for (int i = 0; i < lr.rows(); ++i) {
+                cardLogs.push_back({lr.text(i, 0), lr.text(i, 1), lr.int64(i, 2), lr.int64(i, 3),
+                                    lr.int64(i, 4), lr.int64(i, 5), lr.int64(i, 6)});
+            }
+            std::vector<CardRecord> stored;
+            if (!cardLogs.empty()) {
+                PgResult cr = c.exec(std::string("SELECT ") + kCardColumns +
+                                         " FROM card WHERE account_id = $1 AND uid IN"
+                                         " (SELECT json_array_elements_text($2::json))",
+                                     PgParams().add(accountId).add(touched));
+                for (int i = 0; i < cr.rows(); ++i) {
+                    stored.push_back(readCard(cr, i));
+                }
+            }
+            std::vector<CardRecord> replayed = replayedCards(stored, cardLogs);
+            if (!replayed.empty()) {
+                json rows = json::array();
+                for (const CardRecord& card : replayed) {
+                    rows.push_back({{"seq", ++next},
+                                    {"uid", card.uid},
+                                    {"stability", card.stability},
+                                    {"difficulty", card.difficulty},
+                                    {"reps", card.reps},
+                                    {"lapses", card.lapses},
+                                    {"state", card.state},
+                                    {"due", card.due},
+                                    {"last_day", card.lastDay}});
+                }
+                pull.cardsReplayed =
+                    c.exec(
+                         "UPDATE card SET stability = x.stability, difficulty = x.difficulty,"
+                         " reps = x.reps, lapses = x.lapses, state = x.state, due = x.due,"
+                         " last_day = x.last_day, seq = x.seq, device = ''"
+                         " FROM json_to_recordset($2::json) AS x(seq bigint, uid text,"
+                         " stability float8, difficulty float8, reps bigint, lapses bigint,"
+                         " state text, due bigint, last_day bigint)"
+                         " WHERE card.account_id = $1 AND card.uid = x.uid",
+                         PgParams().add(accountId).add(dumpJson(rows)))
+                        .affected();
+            }
         }
 
         PullStart start = pullStart(push.since, head);
@@ -381,10 +440,10 @@ SyncPull PostgresStorage::exchange(int64_t accountId, const SyncPush& push, Pull
         cardParams.add(accountId)
             .add(start.since)
             .add(start.ownCards)
-            .add(push.deviceId)
+            .add(push.pusher())
             .add(fetch);
         PgParams logParams;
-        logParams.add(accountId).add(start.since).add(push.deviceId).add(fetch);
+        logParams.add(accountId).add(start.since).add(push.pusher()).add(fetch);
         std::vector<SeqCard> cards;
         {
             PgResult r = c.exec(std::string("SELECT ") + kCardColumns +

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "core/db/database.h"
@@ -95,6 +96,8 @@ CREATE TABLE stat_lookup (
   PRIMARY KEY (day, zh_hash)
 ) WITHOUT ROWID;
 )sql",
+    // A card's logs, read to replay its state when several devices review it.
+    "CREATE INDEX review_log_by_card ON review_log(account_id, card_uid);",
 };
 constexpr int kSchemaVersion = static_cast<int>(std::size(kMigrations));
 
@@ -500,7 +503,7 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
                 .bind(14, c.suspended)
                 .bind(15, c.updatedAt)
                 .bind(16, next)
-                .bind(17, push.deviceId);
+                .bind(17, push.pusher());
             run(db, upsert);
             if (db.changes() == 1) {
                 ++pull.cardsChanged;
@@ -529,9 +532,64 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
                 .bind(7, l.elapsed)
                 .bind(8, l.interval)
                 .bind(9, next)
-                .bind(10, push.deviceId);
+                .bind(10, push.pusher());
             run(db, insertLog);
             pull.logsAdded += db.changes();
+        }
+
+        // A touched card's state is the replay of all its logs (devices that
+        // reviewed it apart each knew only their own reviews); a changed one
+        // is handed to every device (device '').
+        std::vector<std::string> uids = touchedUids(push);
+        if (!uids.empty()) {
+            std::vector<CardRecord> stored;
+            std::vector<LogRecord> cardLogs;
+            // One statement each for all touched cards: the uids travel as
+            // one JSON list. Without statistics the planner would rather walk
+            // the whole account by its primary key, hence the index named.
+            nlohmann::json list(uids);
+            const std::string touched = list.dump();
+            db::Statement& logSt =
+                prepare(db,
+                        "SELECT log_id, card_uid, ts, day, rating, elapsed, ivl FROM review_log"
+                        " INDEXED BY review_log_by_card WHERE account_id=? AND card_uid IN"
+                        " (SELECT value FROM json_each(?))");
+            {
+                db::ScopedReset reset(logSt);
+                logSt.bind(1, accountId).bind(2, touched);
+                eachRow(db, logSt, [&](const db::Statement& row) {
+                    cardLogs.push_back({text(row, 0), text(row, 1), row.int64(2), row.int64(3),
+                                        row.int64(4), row.int64(5), row.int64(6)});
+                });
+            }
+            if (!cardLogs.empty()) {
+                db::Statement& cardSt = prepare(db, std::string("SELECT ") + kCardColumns +
+                                                        " FROM card WHERE account_id=? AND uid IN"
+                                                        " (SELECT value FROM json_each(?))");
+                db::ScopedReset reset(cardSt);
+                cardSt.bind(1, accountId).bind(2, touched);
+                eachRow(db, cardSt,
+                        [&](const db::Statement& row) { stored.push_back(readCard(row)); });
+            }
+            db::Statement& setSt =
+                prepare(db,
+                        "UPDATE card SET stability=?, difficulty=?, reps=?, lapses=?, state=?,"
+                        " due=?, last_day=?, seq=?, device='' WHERE account_id=? AND uid=?");
+            for (const CardRecord& c : replayedCards(stored, cardLogs)) {
+                db::ScopedReset reset(setSt);
+                setSt.bind(1, c.stability)
+                    .bind(2, c.difficulty)
+                    .bind(3, c.reps)
+                    .bind(4, c.lapses)
+                    .bind(5, c.state)
+                    .bind(6, c.due)
+                    .bind(7, c.lastDay)
+                    .bind(8, ++next)
+                    .bind(9, accountId)
+                    .bind(10, c.uid);
+                run(db, setSt);
+                ++pull.cardsReplayed;
+            }
         }
         if (next != head) {
             db::Statement& st = prepare(db, "UPDATE account SET seq=? WHERE id=?");
@@ -552,7 +610,7 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
             st.bind(1, accountId)
                 .bind(2, start.since)
                 .bind(3, int64_t{start.ownCards})
-                .bind(4, push.deviceId)
+                .bind(4, push.pusher())
                 .bind(5, fetch);
             eachRow(db, st, [&](const db::Statement& row) {
                 cards.push_back({row.int64(14), readCard(row)});
@@ -565,7 +623,7 @@ SyncPull SqliteStorage::exchange(int64_t accountId, const SyncPush& push, PullLi
                 "SELECT log_id, card_uid, ts, day, rating, elapsed, ivl, seq FROM review_log"
                 " WHERE account_id=? AND seq>? AND device<>? ORDER BY seq LIMIT ?");
             db::ScopedReset reset(st);
-            st.bind(1, accountId).bind(2, start.since).bind(3, push.deviceId).bind(4, fetch);
+            st.bind(1, accountId).bind(2, start.since).bind(3, push.pusher()).bind(4, fetch);
             eachRow(db, st, [&](const db::Statement& row) {
                 logs.push_back({row.int64(7),
                                 {text(row, 0), text(row, 1), row.int64(2), row.int64(3),

@@ -30,6 +30,11 @@ struct SyncPush {
     int64_t since = 0;  // the cursor the device was last given
     std::vector<CardRecord> cards;
     std::vector<LogRecord> logs;
+    std::string installId;  // the sending study database; empty from older clients
+
+    // Whose rows these are: the study database when it says, else the device.
+    // An answer leaves out only the rows pushed under this name.
+    const std::string& pusher() const { return installId.empty() ? deviceId : installId; }
 };
 
 // What the device gets back. `now` is the cursor to send as the next `since`.
@@ -37,16 +42,18 @@ struct SyncPull {
     int64_t now = 0;
     std::vector<CardRecord> cards;
     std::vector<LogRecord> logs;
-    bool capped = false;       // more rows wait beyond `now`
-    int64_t cardsChanged = 0;  // pushed cards that were new or strictly newer
-    int64_t logsAdded = 0;     // pushed logs not stored before
-    int64_t rowsRejected = 0;  // pushed rows that cannot be stored (no identity)
+    bool capped = false;        // more rows wait beyond `now`
+    int64_t cardsChanged = 0;   // pushed cards that were new or strictly newer
+    int64_t logsAdded = 0;      // pushed logs not stored before
+    int64_t cardsReplayed = 0;  // cards whose state changed when replayed from their logs
 };
 
 // Bounds of one answer: at most maxRows rows, and rows are added only while
 // the text they carry stays under maxBytes (the first row always goes).
 struct PullLimits {
-    size_t maxRows = 1000;
+    // A new device's first sync (10,000 cards and 100,000 logs) fits in the
+    // client's bound of 20 round trips.
+    size_t maxRows = 10000;
     size_t maxBytes = 4 << 20;
 };
 
@@ -143,7 +150,11 @@ class Storage {
 
     // One sync exchange for the account, in one transaction: stores the
     // pushed cards (new, or strictly newer `updatedAt`) and logs (new logId),
-    // then returns what the account's other devices stored after `since`.
+    // recomputes the state of every touched card from all its logs
+    // (replayedCards, sync_batch.h), then returns what was
+    // stored after `since` under any other pusher. Every stored row takes the
+    // account's next sequence number, under a lock held to the commit, so a
+    // cursor never passes a row committed later.
     // The push must have been through normalizePush (sync_batch.h).
     virtual SyncPull exchange(int64_t accountId, const SyncPush& push, PullLimits limits) = 0;
 

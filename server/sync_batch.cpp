@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "core/sync/review_replay.h"
 #include "core/wire/sync_merge.h"
 
 namespace talvo::server {
@@ -23,14 +24,41 @@ bool goodId(std::string_view s) {
     return !s.empty() && s.size() <= kMaxIdBytes && !hasNul(s);
 }
 
-bool storable(const CardRecord& c) {
-    return wire::isStorableCard(c) && goodId(c.uid) && !hasNul(c.front) && !hasNul(c.am) &&
-           !hasNul(c.gloss) && !hasNul(c.source) && !hasNul(c.state) &&
-           std::isfinite(c.stability) && std::isfinite(c.difficulty);
+// Why a row cannot be stored; empty when it can.
+std::string idProblem(const char* name, std::string_view s) {
+    if (s.empty()) {
+        return std::string(name) + ": empty";
+    }
+    if (s.size() > kMaxIdBytes) {
+        return std::string(name) + ": longer than " + std::to_string(kMaxIdBytes) + " bytes";
+    }
+    if (hasNul(s)) {
+        return std::string(name) + ": contains U+0000";
+    }
+    return {};
 }
 
-bool storable(const LogRecord& l) {
-    return goodId(l.logId) && goodId(l.cardUid);
+std::string problem(const CardRecord& c) {
+    if (std::string p = idProblem("uid", c.uid); !p.empty()) {
+        return p;
+    }
+    if (c.front.empty()) {
+        return "front: empty";
+    }
+    if (hasNul(c.front) || hasNul(c.am) || hasNul(c.gloss) || hasNul(c.source) || hasNul(c.state)) {
+        return "text contains U+0000";
+    }
+    if (!std::isfinite(c.stability) || !std::isfinite(c.difficulty)) {
+        return "stability or difficulty is not a finite number";
+    }
+    return {};
+}
+
+std::string problem(const LogRecord& l) {
+    if (std::string p = idProblem("log_id", l.logId); !p.empty()) {
+        return p;
+    }
+    return idProblem("card_uid", l.cardUid);
 }
 
 // A generous estimate of a row's size in the encoded answer.
@@ -44,15 +72,15 @@ size_t rowBytes(const LogRecord& l) {
 
 }  // namespace
 
-int64_t normalizePush(SyncPush& push) {
-    int64_t dropped = 0;
+std::vector<wire::SyncRejection> normalizePush(SyncPush& push) {
+    std::vector<wire::SyncRejection> dropped;
 
     std::unordered_map<std::string, size_t> cardAt;
     std::vector<CardRecord> cards;
     cards.reserve(push.cards.size());
     for (CardRecord& c : push.cards) {
-        if (!storable(c)) {
-            ++dropped;
+        if (std::string why = problem(c); !why.empty()) {
+            dropped.push_back({"card", c.uid, std::move(why)});
             continue;
         }
         auto [it, inserted] = cardAt.try_emplace(c.uid, cards.size());
@@ -68,8 +96,8 @@ int64_t normalizePush(SyncPush& push) {
     std::vector<LogRecord> logs;
     logs.reserve(push.logs.size());
     for (LogRecord& l : push.logs) {
-        if (!storable(l)) {
-            ++dropped;
+        if (std::string why = problem(l); !why.empty()) {
+            dropped.push_back({"log", l.logId, std::move(why)});
             continue;
         }
         if (seen.insert(l.logId).second) {
@@ -114,6 +142,51 @@ void mergePull(std::vector<SeqCard>& cards, std::vector<SeqLog>& logs, int64_t h
     }
     pull.capped = full;
     pull.now = full ? last : head;
+}
+
+void clampFutureStamps(SyncPush& push, int64_t now) {
+    const int64_t latest = now + kFutureToleranceSeconds;
+    for (CardRecord& c : push.cards) {
+        c.updatedAt = std::min(c.updatedAt, latest);
+    }
+}
+
+std::vector<CardRecord> replayedCards(const std::vector<CardRecord>& stored,
+                                      const std::vector<LogRecord>& logs) {
+    std::unordered_map<std::string, std::vector<LogRecord>> byCard;
+    for (const LogRecord& l : logs) {
+        byCard[l.cardUid].push_back(l);
+    }
+    static const FSRS kScheduler;
+    std::vector<CardRecord> out;
+    for (const CardRecord& c : stored) {
+        auto it = byCard.find(c.uid);
+        if (it == byCard.end()) {
+            continue;
+        }
+        std::optional<ReplayedSchedule> s = replayReviews(it->second, kScheduler);
+        CardRecord replayed = c;
+        if (s && applySchedule(replayed, *s)) {
+            out.push_back(std::move(replayed));
+        }
+    }
+    return out;
+}
+
+std::vector<std::string> touchedUids(const SyncPush& push) {
+    std::unordered_set<std::string> seen;
+    std::vector<std::string> out;
+    for (const CardRecord& c : push.cards) {
+        if (seen.insert(c.uid).second) {
+            out.push_back(c.uid);
+        }
+    }
+    for (const LogRecord& l : push.logs) {
+        if (seen.insert(l.cardUid).second) {
+            out.push_back(l.cardUid);
+        }
+    }
+    return out;
 }
 
 void addLosingEchoes(std::vector<CardRecord> echoes, SyncPull& pull) {

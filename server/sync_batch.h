@@ -14,8 +14,25 @@ namespace talvo::server {
 // logId or cardUid, or identities too long to index), with text the
 // databases cannot hold (NUL) or with numbers they cannot (infinite), keeps
 // one row per uid (the newest; the first among equals) and per logId (the
-// first). Returns how many rows were dropped as unstorable.
-int64_t normalizePush(SyncPush& push);
+// first). Returns the rows dropped as unstorable, with the reason, for the
+// answer: the device keeps them unsynced instead of taking them as stored.
+std::vector<wire::SyncRejection> normalizePush(SyncPush& push);
+
+// A card stamped further ahead of the server's clock than this (a device
+// whose clock runs fast) is stored as stamped now plus this, so that its
+// stamp cannot beat every other device's changes until the clocks meet.
+inline constexpr int64_t kFutureToleranceSeconds = 300;
+void clampFutureStamps(SyncPush& push, int64_t now);
+
+// For each stored card that has logs (all of its logs are among `logs`), the
+// card with the state that replaying those logs gives
+// (core/sync/review_replay.h), when that differs from what is stored.
+std::vector<CardRecord> replayedCards(const std::vector<CardRecord>& stored,
+                                      const std::vector<LogRecord>& logs);
+
+// The uids whose replay a push may change: every pushed card and the card of
+// every pushed log.
+std::vector<std::string> touchedUids(const SyncPush& push);
 
 // Rows read in sequence order, tagged with their sequence number.
 struct SeqCard {

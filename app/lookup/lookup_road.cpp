@@ -20,6 +20,7 @@
 #include "core/l10n/localization.h"
 #include "core/lookup/lookup_decision.h"
 #include "core/lookup/lookup_service.h"
+#include "core/study/card_uid.h"
 #include "core/study/study_store.h"
 
 namespace talvo {
@@ -36,7 +37,8 @@ constexpr double kFocusWait = 1.0;
 constexpr double kOfferWait = 0.3;
 
 std::string studyCardUid(const PhraseLookup& result) {
-    return result.chars.size() == 1 ? "char:" + result.chars.front().ch : "phrase:" + result.phrase;
+    return result.chars.size() == 1 ? lookupCardUid(true, result.chars.front().ch)
+                                    : lookupCardUid(false, result.phrase);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "app/settings/settings_window.h"
 
+#include <QDateTime>
+
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -167,6 +169,10 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     server->addWidget(m_token, 2, 1);
     server->addWidget(m_saveToken, 2, 2);
     server->addWidget(m_tokenStatus, 3, 1, 1, 2);
+    m_syncStatus = new QLabel;
+    m_syncStatus->setObjectName(QStringLiteral("syncStatus"));
+    m_syncStatus->setWordWrap(true);
+    server->addWidget(m_syncStatus, 4, 1, 1, 2);
     server->setColumnMinimumWidth(1, 260);
     layout->addLayout(server);
 
@@ -243,7 +249,24 @@ void SettingsWindow::retranslate() {
     m_saveUrl->setText(m_l10n.text(msg::kSave));
     m_tokenLabel->setText(m_l10n.text(msg::kSignInToken));
     m_saveToken->setText(m_l10n.text(msg::kSave));
+    if (m_lastSync) {
+        showSyncStatus(*m_lastSync);
+    }
     refresh();
+}
+
+void SettingsWindow::showSyncStatus(const SyncStatus& status) {
+    m_lastSync = status;
+    QString text =
+        status.ok ? m_l10n.format(msg::kSyncLastOk,
+                                  QDateTime::fromSecsSinceEpoch(status.at).toLocalTime().toString(
+                                      QStringLiteral("HH:mm")))
+                  : m_l10n.text(msg::kSyncLastFailed);
+    if (status.refused > 0) {
+        text +=
+            QLatin1Char('\n') + m_l10n.format(msg::kSyncRefused, QString::number(status.refused));
+    }
+    m_syncStatus->setText(text);
 }
 
 void SettingsWindow::setStartAtLogin(const AutostartEntry* entry) {

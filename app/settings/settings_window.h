@@ -2,6 +2,7 @@
 
 #include <QWidget>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "app/settings/settings_model.h"
@@ -54,6 +55,17 @@ class SettingsWindow : public QWidget {
     // The login entry behind the "Start at login" switch (borrowed; it must
     // outlive the window). Null hides the switch.
     void setStartAtLogin(const AutostartEntry* entry);
+    // The outcome of the latest sync exchange, shown under the server
+    // settings: when it went through, and how many changes the server
+    // refused (they stay on this device, unsynced).
+    struct SyncStatus {
+        bool ok = false;
+        int64_t at = 0;  // seconds since 1970
+        int64_t refused = 0;
+    };
+    void showSyncStatus(const SyncStatus& status);
+    const QLabel* syncStatusLabel() const { return m_syncStatus; }
+
     // Called with the model's recording state (the controller suspends the
     // global shortcut meanwhile).
     std::function<void(bool recording)> onRecordingChanged;
@@ -96,6 +108,8 @@ class SettingsWindow : public QWidget {
     QLineEdit* m_token = nullptr;
     QPushButton* m_saveToken = nullptr;
     QLabel* m_tokenStatus = nullptr;
+    QLabel* m_syncStatus = nullptr;
+    std::optional<SyncStatus> m_lastSync;
 };
 
 }  // namespace talvo

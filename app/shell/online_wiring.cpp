@@ -30,13 +30,21 @@ OnlineWiring::OnlineWiring(AppSettings& settings, QObject* context)
 OnlineWiring::~OnlineWiring() = default;
 
 std::optional<std::string> OnlineWiring::token() {
-    if (!m_token) {
-        m_token = m_tokens->load();
+    constexpr std::chrono::seconds kRetryAfterMiss{60};
+    if (m_token) {
+        return m_token;
     }
-    return *m_token;
+    auto now = std::chrono::steady_clock::now();
+    if (m_lastMiss && now - *m_lastMiss < kRetryAfterMiss) {
+        return std::nullopt;
+    }
+    m_token = m_tokens->load();
+    m_lastMiss = m_token ? std::nullopt : std::optional(now);
+    return m_token;
 }
 
-OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void()> synced) {
+OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase,
+                                std::function<void(const SyncReport&)> finished) {
     OnlineHooks h;
     OnlineServices* s = m_services.get();
     h.translate = [s](const std::string& zh, OnlineHooks::TranslateDone done) {
@@ -45,13 +53,13 @@ OnlineHooks OnlineWiring::hooks(StudyDatabase* studyDatabase, std::function<void
     h.recordLookup = [s](const std::string& zh) { s->stats().record(zh); };
     h.feature = [s](const std::string& name) { s->analytics().feature(name); };
     h.appOpen = [s] { s->analytics().appOpen(); };
-    h.syncStudy = [s, studyDatabase, synced = std::move(synced)] {
+    h.syncStudy = [s, studyDatabase, finished = std::move(finished)] {
         if (!studyDatabase) {
             return;
         }
-        s->sync().sync(*studyDatabase, [synced](const SyncReport& report) {
-            if (report.ok && synced) {
-                synced();
+        s->sync().sync(*studyDatabase, [finished](const SyncReport& report) {
+            if (finished) {
+                finished(report);
             }
         });
     };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +11,8 @@
 #include "net/async/qt_executor.h"
 
 namespace talvo {
+
+struct SyncReport;
 
 class AppSettings;
 class LessonsService;
@@ -31,8 +34,9 @@ class OnlineWiring {
 
     // Hooks for the controller. `studyDatabase` is borrowed and must outlive
     // this object (null: no study side, a sync trigger sends nothing);
-    // `synced` runs on the main thread after a successful exchange.
-    OnlineHooks hooks(StudyDatabase* studyDatabase, std::function<void()> synced);
+    // `finished` runs on the main thread after every exchange that ran.
+    OnlineHooks hooks(StudyDatabase* studyDatabase,
+                      std::function<void(const SyncReport&)> finished);
     // The lessons feed for the lessons window (answers on the main thread).
     LessonsService& lessons();
 
@@ -43,8 +47,11 @@ class OnlineWiring {
     QtExecutor m_owner;
     std::unique_ptr<TokenStore> m_tokens;
     // The keychain answers slowly (a D-Bus round trip, seconds when no
-    // service runs), so the token is read once and kept; saving refreshes it.
-    std::optional<std::optional<std::string>> m_token;
+    // service runs), so a token once read is kept; saving refreshes it. A
+    // read that found none (a keychain still locked at launch) is tried
+    // again when a sync needs the token, at most once a minute.
+    std::optional<std::string> m_token;
+    std::optional<std::chrono::steady_clock::time_point> m_lastMiss;
     std::unique_ptr<OnlineServices> m_services;
 };
 

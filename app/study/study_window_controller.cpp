@@ -46,6 +46,9 @@ void StudyWindowController::ensureWindow() {
             startKeys();
         } else {
             stopKeys();
+            if (onHidden) {
+                onHidden();
+            }
         }
     };
     applyLanguage();
@@ -72,6 +75,14 @@ void StudyWindowController::reload() {
         return;
     }
     m_session->reload();
+    m_view->refresh();
+}
+
+void StudyWindowController::refreshAfterSync() {
+    if (!m_session) {
+        return;
+    }
+    m_session->refresh();
     m_view->refresh();
 }
 

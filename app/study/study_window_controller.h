@@ -46,6 +46,11 @@ class StudyWindowController : public QObject {
     std::function<void()> onProgress;
     // After each show() (the application syncs and refreshes the badge).
     std::function<void()> onShown;
+    // The window was hidden or closed.
+    std::function<void()> onHidden;
+    // After a sync: keeps the card on show as it is when the sync left it
+    // unchanged (StudySession::refresh).
+    void refreshAfterSync();
     // The stroke-order view of a one-character front, embedded on the card
     // once revealed. Optional; read each time a card is revealed.
     std::function<QWidget*(const std::string& ch, QWidget* parent)> strokeOrderView;

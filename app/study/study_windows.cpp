@@ -28,7 +28,17 @@ StudyWindows::StudyWindows(StudyStore* study, ProgressStore* progress, LessonsSe
     if (strokes) {
         m_study->strokeOrderView = strokes->hook(kStudyCardStrokeSide);
     }
-    m_study->onProgress = [events] { emit events->deckChanged(DeckChange::Graded); };
+    m_study->onProgress = [this, events] {
+        emit events->deckChanged(DeckChange::Graded);
+        syncAfterGrade();
+    };
+    m_study->onHidden = [this] { syncOnClose(); };
+    m_syncTimer.setSingleShot(true);
+    connect(&m_syncTimer, &QTimer::timeout, this, [this] {
+        if (m_pacer.timerFired(SyncPacer::Clock::now())) {
+            startSync();
+        }
+    });
     m_profile = std::make_unique<ProfileWindowController>(*progress);
     m_profile->onStudy = [this] { openStudy(); };
     m_profile->onQuiz = [this] { openQuiz(); };
@@ -46,10 +56,34 @@ StudyWindows::StudyWindows(StudyStore* study, ProgressStore* progress, LessonsSe
 StudyWindows::~StudyWindows() = default;
 
 void StudyWindows::follow(DeckChange change) {
-    if (change != DeckChange::Graded && change != DeckChange::QuizFinished) {
+    if (change == DeckChange::Synced) {
+        m_study->refreshAfterSync();
+    } else if (change != DeckChange::Graded && change != DeckChange::QuizFinished) {
         m_study->reload();
     }
     m_profile->reload();
+}
+
+void StudyWindows::syncAfterGrade() {
+    SyncPacer::Decision d = m_pacer.graded(SyncPacer::Clock::now());
+    if (d.syncNow) {
+        m_syncTimer.stop();
+        startSync();
+    } else if (d.waitFor) {
+        m_syncTimer.start(static_cast<int>(d.waitFor->count()));
+    }
+}
+
+void StudyWindows::syncOnClose() {
+    m_syncTimer.stop();
+    m_pacer.flushed(SyncPacer::Clock::now());
+    startSync();
+}
+
+void StudyWindows::startSync() {
+    if (m_store && m_online.syncStudy) {
+        m_online.syncStudy();
+    }
 }
 
 void StudyWindows::openStudy() {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QObject>
+#include <QTimer>
 #include <memory>
 
 #include "app/study/deck_events.h"
+#include "core/sync/sync_pacer.h"
 
 namespace talvo {
 
@@ -24,7 +26,11 @@ struct OnlineHooks;
 // are announced on DeckEvents; on every announcement an open profile reloads,
 // and the study session reloads unless the change came from its own grade or
 // from a quiz (neither touches its queue, and a reload would turn a revealed
-// card back). Main thread only; borrows everything it is given.
+// card back); after a sync the session stays as it is unless the card on show
+// changed. Grades start a sync (at most one every 30 seconds, the last grade
+// always covered) and closing the study window starts one, so reviews reach
+// the other devices before they review the same cards. Main thread only;
+// borrows everything it is given.
 class StudyWindows : public QObject {
     Q_OBJECT
   public:
@@ -55,6 +61,10 @@ class StudyWindows : public QObject {
 
   private:
     void follow(DeckChange change);
+    // Grades start a sync, paced (SyncPacer); closing the window flushes.
+    void syncAfterGrade();
+    void syncOnClose();
+    void startSync();
 
     StudyStore* m_store;
     const OnlineHooks& m_online;
@@ -62,6 +72,8 @@ class StudyWindows : public QObject {
     std::unique_ptr<ProfileWindowController> m_profile;
     std::unique_ptr<QuizWindowController> m_quiz;
     std::unique_ptr<LessonsWindowController> m_lessons;
+    SyncPacer m_pacer;
+    QTimer m_syncTimer;
 };
 
 }  // namespace talvo

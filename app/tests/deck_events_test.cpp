@@ -58,6 +58,7 @@ TEST(DeckEventsTest, GradesAndSyncsKeepTheBadgeTheProfileAndTheSessionInStep) {
     ASSERT_TRUE(session && session->card());
     session->reveal();
     ASSERT_TRUE(session->grade(Rating::Good));
+    EXPECT_EQ(syncs, syncsAtLaunch + 2) << "a grade sends the review on at once";
     // One card fewer to study, counted at once in the menu and the profile.
     EXPECT_NE(f.menuTitles()[2], before);
     EXPECT_EQ(c.studyWindows().profile()->stats().totalReviews, 1);
@@ -70,6 +71,14 @@ TEST(DeckEventsTest, GradesAndSyncsKeepTheBadgeTheProfileAndTheSessionInStep) {
     ASSERT_TRUE(session->card());
     EXPECT_NE(session->card()->uid, next);
     EXPECT_EQ(c.studyWindows().profile()->stats().totalReviews, 2);
+
+    // A second grade within 30 seconds waits for the paced sync; closing
+    // the window sends it at once.
+    session->reveal();
+    ASSERT_TRUE(session->grade(Rating::Hard));
+    EXPECT_EQ(syncs, syncsAtLaunch + 2);
+    c.studyWindows().study()->window()->close();
+    EXPECT_EQ(syncs, syncsAtLaunch + 3) << "closing the study window syncs";
 
     // The profile leads to the quiz and back to study.
     c.studyWindows().profile()->onQuiz();

@@ -134,6 +134,15 @@ TEST_F(SettingsTest, ServerAddressIsCheckedAndSavedAndTheTokenNeedsAKeychain) {
     window->findChild<QLineEdit*>(QStringLiteral("token"))->setText(QStringLiteral("secret"));
     window->findChild<QPushButton*>(QStringLiteral("saveToken"))->click();
     EXPECT_TRUE(text("tokenStatus").startsWith(QStringLiteral("Chưa lưu được mã đăng nhập")));
+
+    // The latest sync's outcome, with the changes the server refused.
+    EXPECT_EQ(text("syncStatus"), QString());
+    window->showSyncStatus({false, 0, 3});
+    EXPECT_EQ(text("syncStatus"),
+              QStringLiteral("Lần đồng bộ gần nhất không thành công; sẽ thử lại ở lần sau.\n"
+                             "3 thay đổi bị máy chủ từ chối, chỉ còn lưu trên máy này."));
+    window->showSyncStatus({true, 1'700'000'000, 0});
+    EXPECT_TRUE(text("syncStatus").startsWith(QStringLiteral("Đồng bộ lần cuối lúc ")));
 }
 
 TEST_F(SettingsTest, TheWindowSaysWhichRouteTheShortcutTakes) {

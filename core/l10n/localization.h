@@ -222,6 +222,22 @@ inline constexpr Tr kTokenUnavailable{
     "無法儲存登入權杖：系統鑰匙圈無法使用。",
     "The sign-in token cannot be saved: the system keychain is not available.",
 };
+// Settings: the outcome of the latest study sync.
+inline constexpr Tr kSyncLastOk{
+    "Đồng bộ lần cuối lúc %@.",
+    "上次同步於 %@。",
+    "Last synced at %@.",
+};
+inline constexpr Tr kSyncLastFailed{
+    "Lần đồng bộ gần nhất không thành công; sẽ thử lại ở lần sau.",
+    "上次同步未成功，下次會再試。",
+    "The last sync did not go through; it will be tried again.",
+};
+inline constexpr Tr kSyncRefused{
+    "%@ thay đổi bị máy chủ từ chối, chỉ còn lưu trên máy này.",
+    "%@ 項變更被伺服器拒絕，只保存在本機。",
+    "%@ changes refused by the server are kept on this device only.",
+};
 
 // Desktop program: popup panel.
 inline constexpr Tr kClose{"Đóng", "關閉", "Close"};

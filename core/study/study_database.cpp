@@ -2,10 +2,14 @@
 
 #include <sqlite3.h>
 
+#include <openssl/rand.h>
+
+#include <array>
 #include <filesystem>
 
 #include "core/db/database.h"
 #include "core/lookup/dictionary_error.h"
+#include "core/study/study_queries.h"
 
 namespace talvo {
 
@@ -66,6 +70,13 @@ constexpr const char* kMigrations[] = {
     "ALTER TABLE review_log ADD COLUMN log_id TEXT",
     "ALTER TABLE review_log ADD COLUMN origin TEXT DEFAULT ''",
     "CREATE UNIQUE INDEX IF NOT EXISTS idx_log_logid ON review_log(log_id)",
+    // The card's local change number while the server has not yet taken the
+    // change (0 once it has): what sync pushes, oldest change first.
+    "ALTER TABLE card ADD COLUMN pending INTEGER DEFAULT 0",
+    // Rows the server refused (an identity it cannot store): kept unsynced,
+    // counted, and not offered again.
+    "CREATE TABLE IF NOT EXISTS sync_refused (kind TEXT NOT NULL, key TEXT NOT NULL, "
+    "reason TEXT, PRIMARY KEY (kind, key))",
 };
 
 // Indexes for big decks. They change no result, only how fast the queue, the
@@ -78,6 +89,8 @@ constexpr const char* kSpeedIndexes[] = {
      "WHERE suspended=0 AND reps>0"),
     "CREATE INDEX IF NOT EXISTS idx_card_new_queue ON card(reps, suspended, freq_rank)",
     "CREATE INDEX IF NOT EXISTS idx_card_updated ON card(updated_at)",
+    "CREATE INDEX IF NOT EXISTS idx_card_pending ON card(pending) WHERE pending>0",
+    "CREATE INDEX IF NOT EXISTS idx_log_unsynced ON review_log(id) WHERE origin='' AND synced=0",
     "CREATE INDEX IF NOT EXISTS idx_log_day ON review_log(day)",
     "CREATE INDEX IF NOT EXISTS idx_log_card ON review_log(card_uid)",
 };
@@ -122,6 +135,26 @@ constexpr const char* kProgressIndexes[] = {
     // A quiz asks, per candidate, how the deck reads a front.
     "CREATE INDEX IF NOT EXISTS idx_card_front ON card(front)",
 };
+
+// A random (version 4) UUID in its canonical lower-case form.
+std::string randomUuid() {
+    std::array<unsigned char, 16> b{};
+    if (RAND_bytes(b.data(), static_cast<int>(b.size())) != 1) {
+        return {};
+    }
+    b[6] = static_cast<unsigned char>((b[6] & 0x0F) | 0x40);
+    b[8] = static_cast<unsigned char>((b[8] & 0x3F) | 0x80);
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < b.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10) {
+            out += '-';
+        }
+        out += kHex[b[i] >> 4];
+        out += kHex[b[i] & 0x0F];
+    }
+    return out;
+}
 
 bool isDamageError(int code) {
     return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
@@ -176,6 +209,7 @@ StudyDatabase::StudyDatabase(const std::string& path, Clock clock)
     // reads them again from the operating system; the cache grows only as
     // pages are used, so a small deck costs no more than before.
     m_db->exec("PRAGMA cache_size=-65536");
+    ensureInstallId();
 
     // A card table from some other program (or a damaged one) would make every
     // later operation quietly answer nothing; say so now instead.
@@ -185,6 +219,44 @@ StudyDatabase::StudyDatabase(const std::string& path, Clock clock)
                         "updated_at FROM card LIMIT 0");
     if (!check.valid()) {
         throw DictionaryError::cannotOpen(m_db->errorMessage());
+    }
+}
+
+void StudyDatabase::ensureInstallId() {
+    if (std::optional<std::string> id = studydb::cfg(*m_db, kInstallIdKey); id && !id->empty()) {
+        m_installId = *id;
+        return;
+    }
+    std::string id = randomUuid();
+    if (id.empty()) {
+        return;
+    }
+    // A database from before install ids: its rows not yet sent take names in
+    // the new form (rows already sent keep the names the server knows), and
+    // the cards changed since the last push are marked for pushing, in the
+    // order the old cursor would have sent them.
+    db::Transaction tx(*m_db);
+    if (!tx.active() || !studydb::setCfg(*m_db, kInstallIdKey, id)) {
+        return;
+    }
+    {
+        db::Statement st(*m_db,
+                         "UPDATE review_log SET log_id = ? || ':' || id "
+                         "WHERE origin='' AND synced=0 AND log_id IS NULL");
+        if (!st.valid() || !st.bind(1, id).run()) {
+            return;
+        }
+    }
+    {
+        db::Statement st(*m_db,
+                         "UPDATE card SET pending = id WHERE updated_at > ? AND pending = 0");
+        int64_t pushed = studydb::cfgInt(*m_db, "sync_card_push").value_or(0);
+        if (!st.valid() || !st.bind(1, pushed).run()) {
+            return;
+        }
+    }
+    if (tx.commit()) {
+        m_installId = std::move(id);
     }
 }
 

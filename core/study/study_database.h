@@ -37,14 +37,26 @@ class StudyDatabase {
     StudyDatabase& operator=(const StudyDatabase&) = delete;
 
     const std::string& path() const { return m_path; }
+    // A random identity made when the database is created (or first opened
+    // by a version that has one) and kept for its whole life, in cfg under
+    // "install_id". Review logs made here are named by it (install id ":"
+    // row id), so a reinstall, a second account on the same machine or a
+    // cloned disk never reuses a name the server already holds. Empty only
+    // when it could not be written (the database then refuses writes).
+    const std::string& installId() const { return m_installId; }
     // The clock every store over this file asks for "now" and "today".
     const Clock& clock() const { return m_clock; }
     // The open connection, for the stores that keep their tables and queries
     // in this file. Same thread rules as this object.
     db::Database& connection() { return *m_db; }
 
+    static constexpr const char* kInstallIdKey = "install_id";
+
   private:
+    void ensureInstallId();
+
     std::string m_path;
+    std::string m_installId;
     Clock m_clock;
     std::unique_ptr<db::Database> m_db;
 };

@@ -21,6 +21,11 @@ class Statement;
 // and written one way. Same thread as the connection; nothing fails outward.
 namespace studydb {
 
+// The next local change number for a card that the server has yet to take
+// (card.pending): above every waiting one, so that sync can tell a change
+// made while an exchange was on the way from the one it sent.
+#define TALVO_NEXT_PENDING "(SELECT COALESCE(MAX(pending), 0) + 1 FROM card WHERE pending > 0)"
+
 // cfg values are decimal text: an optional sign and digits, nothing else
 // ("+7" is 7; "7 ", "" and overflowing values are absent).
 std::optional<int64_t> parseDecimal(std::string_view text);

@@ -62,6 +62,28 @@ void StudySession::reload() {
     showFront();
 }
 
+void StudySession::refresh() {
+    if (!m_card) {
+        reload();
+        return;
+    }
+    std::optional<StudyCard> stored = m_store.cardByUid(m_card->uid);
+    if (!stored || *stored != *m_card) {
+        reload();
+        return;
+    }
+    const int64_t today = m_store.clock().today();
+    std::vector<StudyCard> cards = m_store.queue(today);
+    std::deque<StudyCard> queue{*m_card};
+    for (StudyCard& c : cards) {
+        if (c.uid != m_card->uid) {
+            queue.push_back(std::move(c));
+        }
+    }
+    m_queue = std::move(queue);
+    m_summary = m_store.summary(today);
+}
+
 void StudySession::showFront() {
     m_revealed = false;
     m_card = m_queue.empty() ? std::nullopt : std::optional<StudyCard>(m_queue.front());

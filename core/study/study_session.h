@@ -60,6 +60,11 @@ class StudySession {
 
     // Builds the queue and the summary afresh from the database.
     void reload();
+    // Brings the queue and the summary up to date after the database changed
+    // underneath (a sync) without disturbing the learner: when the card on
+    // show is unchanged in the database it stays on show, first in the queue,
+    // with its reveal, its choices and the pick; otherwise this is reload().
+    void refresh();
     void reveal();
     // Picks a reading of the multiple choice and reveals; never grades.
     void pick(const std::string& reading);

@@ -41,21 +41,24 @@ constexpr const char* kRecordLookup =
     "ON CONFLICT(key) DO UPDATE SET n = n + 1, last_at = excluded.last_at";
 constexpr const char* kLookupInsert =
     "INSERT OR IGNORE INTO card (uid, front, am, gloss, source, freq_rank, added_day, "
-    "updated_at)\n"
-    "VALUES (?,?,?,?, 'lookup', 100000, ?, ?)";
+    "updated_at, pending)\n"
+    "VALUES (?,?,?,?, 'lookup', 100000, ?, ?, " TALVO_NEXT_PENDING ")";
 constexpr const char* kMarkAdded = "UPDATE lookup_history SET added = 1 WHERE key = ?";
 constexpr const char* kLessonInsert =
     "INSERT OR IGNORE INTO card (uid, front, am, gloss, source, freq_rank, added_day, "
-    "updated_at)\n"
-    "VALUES (?,?,?,?, 'lesson', ?, ?, ?)";
+    "updated_at, pending)\n"
+    "VALUES (?,?,?,?, 'lesson', ?, ?, ?, " TALVO_NEXT_PENDING ")";
 
 constexpr const char* kLastDay = "SELECT last_day FROM card WHERE id=?";
 constexpr const char* kUpdateCard =
     "UPDATE card SET stability=?, difficulty=?, reps=?, lapses=?,\n"
-    "  state=?, due=?, last_day=?, updated_at=? WHERE id=?";
+    "  state=?, due=?, last_day=?, updated_at=?, pending=" TALVO_NEXT_PENDING " WHERE id=?";
 constexpr const char* kInsertLog =
     "INSERT INTO review_log (card_uid, ts, day, rating, elapsed, interval)\n"
     "VALUES (?,?,?,?,?,?)";
+// The row's global name, given in the same transaction as the row.
+constexpr const char* kNameLog =
+    "UPDATE review_log SET log_id = ? || ':' || id WHERE id = last_insert_rowid()";
 constexpr const char* kDistractors =
     "SELECT am FROM card WHERE uid!=? AND am!='' ORDER BY RANDOM() LIMIT ?";
 
@@ -342,6 +345,16 @@ std::optional<ReviewState> StudyStore::grade(const StudyCard& card, Rating ratin
         log->bind(1, card.uid).bind(2, now).bind(3, today).bind(4, rawValue(rating));
         log->bind(5, elapsed).bind(6, s.intervalDays);
         if (!log->run()) {
+            return std::nullopt;
+        }
+    }
+    if (!m_db.installId().empty()) {
+        db::Statement* name = conn().cached(kNameLog);
+        if (!name) {
+            return std::nullopt;
+        }
+        db::ScopedReset guard(*name);
+        if (!name->bind(1, m_db.installId()).run()) {
             return std::nullopt;
         }
     }

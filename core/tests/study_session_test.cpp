@@ -8,6 +8,7 @@
 #include "core/study/study_session.h"
 #include "core/study/study_store.h"
 #include "core/study/study_texts.h"
+#include "core/sync/sync_pacer.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 
@@ -170,4 +171,62 @@ TEST_F(StudySessionTest, ChoicesHoldNoDuplicatesAndTheAnswerMovesAround) {
     for (size_t i = 0; i < 4; ++i) {
         EXPECT_GT(answerAt[i], 20) << i;  // shuffled, not stuck in one place
     }
+}
+
+// A sync that leaves the card on show alone leaves the learner's place alone:
+// the reveal, the pick and the order of the choices stay, so the next digit
+// still grades. One that changes that card shows it afresh.
+TEST_F(StudySessionTest, ASyncKeepsTheCardOnShowUnlessItChangedThatCard) {
+    addNewCards({"một", "hai", "ba", "bốn", "năm"});
+    StudySession session(store.study, std::mt19937_64{7});
+    session.reload();
+    ASSERT_TRUE(session.card());
+    const std::string onShow = session.card()->uid;
+    const std::vector<std::string> choices = session.choices();
+    ASSERT_EQ(choices.size(), 4u);
+    session.pick(choices[1]);
+
+    {
+        // Another device added a card and changed a card further down.
+        db::Database d(dir.file("study.sqlite"), db::Database::Mode::ReadWriteCreate);
+        insertCard(d, "remote:1", -1, 0, 0, "sáu");
+        ASSERT_TRUE(d.exec("UPDATE card SET am='hai (2)' WHERE uid='c:1'"));
+    }
+    session.refresh();
+    EXPECT_EQ(session.card()->uid, onShow);
+    EXPECT_TRUE(session.revealed());
+    EXPECT_EQ(session.choices(), choices);
+    EXPECT_EQ(session.picked(), choices[1]);
+    EXPECT_EQ(session.queue().front().uid, onShow);
+    EXPECT_EQ(session.queue().size(), 6u);
+    EXPECT_EQ(session.summary().total, 6);
+    EXPECT_EQ(session.queue().at(1).uid, "remote:1") << "the rest of the queue is rebuilt";
+
+    {
+        db::Database d(dir.file("study.sqlite"), db::Database::Mode::ReadWriteCreate);
+        ASSERT_TRUE(d.exec("UPDATE card SET am='khác' WHERE uid='" + onShow + "'"));
+    }
+    session.refresh();
+    EXPECT_FALSE(session.revealed()) << "a changed card is shown afresh";
+    EXPECT_EQ(session.card()->uid, "remote:1") << "from a queue rebuilt in rank order";
+    EXPECT_EQ(session.queue().at(1).am, "khác");
+}
+
+TEST(SyncPacer, GradesSyncAtMostOnceAnIntervalAndTheLastGradeIsCovered) {
+    using namespace std::chrono_literals;
+    SyncPacer pacer(30s);
+    SyncPacer::Clock::time_point t0{};
+    EXPECT_TRUE(pacer.graded(t0).syncNow);
+    SyncPacer::Decision second = pacer.graded(t0 + 10s);
+    EXPECT_FALSE(second.syncNow);
+    EXPECT_EQ(second.waitFor, 20s);
+    SyncPacer::Decision third = pacer.graded(t0 + 12s);
+    EXPECT_FALSE(third.syncNow);
+    EXPECT_FALSE(third.waitFor) << "the armed timer already covers it";
+    EXPECT_TRUE(pacer.timerFired(t0 + 30s));
+    EXPECT_FALSE(pacer.timerFired(t0 + 31s)) << "one sync per armed timer";
+    EXPECT_EQ(pacer.graded(t0 + 40s).waitFor, 20s);
+    pacer.flushed(t0 + 41s);  // the window closed: synced at once
+    EXPECT_FALSE(pacer.timerFired(t0 + 60s));
+    EXPECT_TRUE(pacer.graded(t0 + 72s).syncNow);
 }

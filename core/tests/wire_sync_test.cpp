@@ -43,10 +43,27 @@ TEST(WireSync, RequestAndResponseRoundTripWithWireKeys) {
     EXPECT_EQ(*back, req);
     EXPECT_EQ(back->logs[0].localId, 0);
 
+    EXPECT_FALSE(j.contains("install_id")) << "an older server never sees the new key empty";
+    req.installId = "5f0c2a9e-0000-4000-8000-000000000001";
+    EXPECT_EQ(json::parse(encodeSyncRequest(req))["install_id"], req.installId);
+    EXPECT_EQ(*decodeSyncRequest(encodeSyncRequest(req)), req);
+
     SyncResponse resp{99, {sampleCard(), sampleCard()}, {sampleLog()}};
+    json plain = json::parse(encodeSyncResponse(resp));
+    EXPECT_FALSE(plain.contains("more"));
+    EXPECT_FALSE(plain.contains("rejected"));
     Decoded<SyncResponse> r = decodeSyncResponse(encodeSyncResponse(resp));
     ASSERT_TRUE(r) << r.error;
     EXPECT_EQ(*r, resp);
+
+    resp.more = true;
+    resp.rejected = {{"log", "X:1", "log_id: longer than 1024 bytes"}};
+    json paged = json::parse(encodeSyncResponse(resp));
+    EXPECT_EQ(paged["more"], true);
+    EXPECT_EQ(paged["rejected"][0]["kind"], "log");
+    EXPECT_EQ(*decodeSyncResponse(paged.dump()), resp);
+    paged["more"] = "yes";
+    EXPECT_FALSE(decodeSyncResponse(paged.dump())) << "more must be a boolean";
 }
 
 TEST(WireSync, OptionalCardTextMayBeAbsentOrNull) {
@@ -145,17 +162,10 @@ TEST(WireSyncMerge, LogIdentityAndOrigin) {
     EXPECT_EQ(originOf(":5"), "");
 }
 
-TEST(WireSyncMerge, StrictlyNewerWinsAndPushCursorIsTheMaximum) {
+TEST(WireSyncMerge, StrictlyNewerWinsAndBlankCardsAreNotStored) {
     EXPECT_FALSE(incomingCardWins(100, 100));
     EXPECT_FALSE(incomingCardWins(100, 99));
     EXPECT_TRUE(incomingCardWins(100, 101));
-
-    EXPECT_FALSE(pushCursorAfter({}).has_value());
-    SyncCard a = sampleCard(), b = sampleCard(), c = sampleCard();
-    a.updatedAt = 30;
-    b.updatedAt = 70;
-    c.updatedAt = 50;
-    EXPECT_EQ(pushCursorAfter({a, b, c}), 70);
 
     SyncCard blank = sampleCard();
     blank.front.clear();

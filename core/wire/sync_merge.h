@@ -12,8 +12,8 @@ namespace talvo::wire {
 
 // The merge rules of study sync, shared by the client's store and the server.
 
-// The global identity of a local review-log row: deviceId ":" localId.
-std::string logIdFor(std::string_view deviceId, int64_t localId);
+// The global identity of a local review-log row: installId ":" localId.
+std::string logIdFor(std::string_view installId, int64_t localId);
 
 // The device a log came from: the part of log_id before the first ":", the
 // whole log_id when it has none, "remote" when it is empty.
@@ -29,9 +29,5 @@ inline bool incomingCardWins(int64_t storedUpdatedAt, int64_t incomingUpdatedAt)
 inline bool isStorableCard(const SyncCard& c) {
     return !c.uid.empty() && !c.front.empty();
 }
-
-// The new card push cursor after sending `sent`: the greatest updated_at
-// among them; absent when nothing was sent (the cursor stays as it was).
-std::optional<int64_t> pushCursorAfter(const std::vector<SyncCard>& sent);
 
 }  // namespace talvo::wire

@@ -92,6 +92,22 @@ std::vector<SyncCard> readCards(const Fields& f) {
     return out;
 }
 
+std::vector<SyncRejection> readRejected(const Fields& f) {
+    std::vector<SyncRejection> out;
+    const Json* a = f.optional("rejected");
+    if (!a) {
+        return out;
+    }
+    if (!a->is_array()) {
+        throw detail::DecodeError{f.memberPath("rejected") + ": expected a list"};
+    }
+    for (size_t i = 0; i < a->size(); ++i) {
+        Fields r((*a)[i], f.elementPath("rejected", i));
+        out.push_back({r.text("kind"), r.text("id"), r.optionalText("reason").value_or("")});
+    }
+    return out;
+}
+
 std::vector<SyncLog> readLogs(const Fields& f) {
     const Json& a = f.list("logs");
     std::vector<SyncLog> out;
@@ -109,6 +125,9 @@ std::string encodeSyncRequest(const SyncRequest& r) {
                   {"since", r.since},
                   {"cards", cardsJson(r.cards)},
                   {"logs", logsJson(r.logs)}};
+    if (!r.installId.empty()) {
+        j["install_id"] = r.installId;
+    }
     return detail::dump(j);
 }
 
@@ -120,12 +139,23 @@ Decoded<SyncRequest> decodeSyncRequest(std::string_view body) {
         r.since = f.integer("since");
         r.cards = readCards(f);
         r.logs = readLogs(f);
+        r.installId = f.optionalText("install_id").value_or("");
         return r;
     });
 }
 
 std::string encodeSyncResponse(const SyncResponse& r) {
     OrderedJson j{{"now", r.now}, {"cards", cardsJson(r.cards)}, {"logs", logsJson(r.logs)}};
+    if (r.more) {
+        j["more"] = true;
+    }
+    if (!r.rejected.empty()) {
+        OrderedJson a = OrderedJson::array();
+        for (const SyncRejection& x : r.rejected) {
+            a.push_back(OrderedJson{{"kind", x.kind}, {"id", x.id}, {"reason", x.reason}});
+        }
+        j["rejected"] = std::move(a);
+    }
     return detail::dump(j);
 }
 
@@ -136,6 +166,13 @@ Decoded<SyncResponse> decodeSyncResponse(std::string_view body) {
         r.now = f.integer("now");
         r.cards = readCards(f);
         r.logs = readLogs(f);
+        if (const Json* more = f.optional("more")) {
+            if (!more->is_boolean()) {
+                throw detail::DecodeError{f.memberPath("more") + ": expected true or false"};
+            }
+            r.more = more->get<bool>();
+        }
+        r.rejected = readRejected(f);
         return r;
     });
 }

@@ -35,13 +35,23 @@ struct SyncCard {
     int64_t lastDay = 0;    // "last_day", required (day number)
     int64_t suspended = 0;  // "suspended", required (0/1)
     int64_t updatedAt = 0;  // "updated_at", required (seconds since 1970)
+    // The sender's local change number of an outgoing card, so that the
+    // sender can tell whether the card changed again while it was on the
+    // way. Never encoded, never decoded (0 on decoded cards).
+    int64_t localSeq = 0;
 
-    bool operator==(const SyncCard&) const = default;
+    // Compares the exchanged fields only; localSeq is local bookkeeping.
+    bool operator==(const SyncCard& o) const {
+        return uid == o.uid && front == o.front && am == o.am && gloss == o.gloss &&
+               source == o.source && stability == o.stability && difficulty == o.difficulty &&
+               reps == o.reps && lapses == o.lapses && state == o.state && due == o.due &&
+               lastDay == o.lastDay && suspended == o.suspended && updatedAt == o.updatedAt;
+    }
 };
 
 // One review-log row as exchanged. Every JSON key is required.
 struct SyncLog {
-    std::string logId;     // "log_id": device id ":" local row id
+    std::string logId;     // "log_id": install id ":" local row id
     std::string cardUid;   // "card_uid"
     int64_t ts = 0;        // "ts", seconds since 1970
     int64_t day = 0;       // "day"
@@ -59,21 +69,42 @@ struct SyncLog {
     }
 };
 
-// Client -> server. All four keys required.
+// Client -> server. The first four keys are required; "install_id" is
+// optional (older clients do not send it) and is left out when empty.
 struct SyncRequest {
     std::string deviceId;         // "device_id"
     int64_t since = 0;            // "since": the pull cursor
     std::vector<SyncCard> cards;  // "cards"
     std::vector<SyncLog> logs;    // "logs"
+    // "install_id": the sending study database's own identity (the prefix of
+    // its log ids). The server leaves out of the answer only the rows pushed
+    // under this identity, so that two databases on one machine, or one
+    // reinstalled, still receive each other's rows.
+    std::string installId;
 
     bool operator==(const SyncRequest&) const = default;
 };
 
-// Server -> client. All three keys required.
+// A pushed row that the server refused, and why. The sender keeps it
+// unsynced and counts it instead of taking it for accepted.
+struct SyncRejection {
+    std::string kind;    // "kind": "card" or "log"
+    std::string id;      // "id": the card's uid or the log's log_id
+    std::string reason;  // "reason": a short English explanation
+
+    bool operator==(const SyncRejection&) const = default;
+};
+
+// Server -> client. The first three keys are required; "more" and
+// "rejected" are optional (older servers send neither): absent reads as
+// false and as an empty list.
 struct SyncResponse {
-    int64_t now = 0;              // "now": the server's time, the next pull cursor
+    int64_t now = 0;              // "now": the next pull cursor
     std::vector<SyncCard> cards;  // "cards"
     std::vector<SyncLog> logs;    // "logs"
+    // "more": the answer was cut short; asking again from `now` gets the rest.
+    bool more = false;
+    std::vector<SyncRejection> rejected;  // "rejected"
 
     bool operator==(const SyncResponse&) const = default;
 };

@@ -39,6 +39,15 @@ void StudySyncService::failLater(SyncReport report, std::string why, Completion 
     }
 }
 
+struct StudySyncService::Exchange {
+    StudyDatabase* db = nullptr;
+    std::string url;
+    std::string token;
+    std::string deviceId;
+    SyncReport report;
+    Completion done;
+};
+
 bool StudySyncService::sync(StudyDatabase& db, Completion done) {
     if (m_inFlight.exchange(true)) {
         return false;
@@ -54,80 +63,111 @@ bool StudySyncService::sync(StudyDatabase& db, Completion done) {
         failLater(report, "not signed in: no access token", std::move(done));
         return true;
     }
-    std::string deviceId = m_config.deviceIdNow();
-
-    StudySyncStore queries(db);
-    wire::SyncRequest sent;
-    sent.deviceId = deviceId;
-    sent.cards = queries.changedCards(queries.cardPushCursor());
-    sent.logs = queries.unsyncedLogs(deviceId);
-    sent.since = queries.syncCursor();
-    report.sentCards = static_cast<int64_t>(sent.cards.size());
-    report.sentLogs = static_cast<int64_t>(sent.logs.size());
-    report.since = sent.since;
-
-    HttpRequest request;
-    request.method = "POST";
-    request.url = *url;
-    request.timeout = m_timeout;
-    request.headers = {{"Content-Type", "application/json"},
-                       {"Authorization", "Bearer " + *token},
-                       {"X-Device-Id", deviceId}};
-    request.body = wire::encodeSyncRequest(sent);
-
-    std::weak_ptr<char> alive = m_alive;
-    auto exchange = std::make_shared<const wire::SyncRequest>(std::move(sent));
-    HttpTransport* transport = &m_transport;
-    Executor* owner = &m_owner;
-    StudyDatabase* dbPtr = &db;
-    bool posted = m_background.post([this, alive, transport, owner, dbPtr, exchange, report, done,
-                                     request = std::move(request)] {
-        auto result = std::make_shared<HttpResult>(transport->send(request));
-        owner->post([this, alive, dbPtr, exchange, report, done, result] {
-            if (!alive.expired()) {
-                complete(*dbPtr, *exchange, *result, report, done);
-            }
-        });
-    });
-    if (!posted) {
-        failLater(report, "no thread available for the request", std::move(done));
+    if (db.installId().empty()) {
+        failLater(report, "the study database has no install identity (it cannot be written)",
+                  std::move(done));
+        return true;
     }
+    auto ex = std::make_shared<Exchange>();
+    ex->db = &db;
+    ex->url = std::move(*url);
+    ex->token = std::move(*token);
+    ex->deviceId = m_config.deviceIdNow();
+    ex->done = std::move(done);
+    sendPage(ex);
     return true;
 }
 
-void StudySyncService::complete(StudyDatabase& db, const wire::SyncRequest& sent,
-                                const HttpResult& result, SyncReport report,
-                                const Completion& done) {
+void StudySyncService::sendPage(const std::shared_ptr<Exchange>& ex) {
+    StudySyncStore queries(*ex->db);
+    wire::SyncRequest sent;
+    sent.deviceId = ex->deviceId;
+    sent.installId = ex->db->installId();
+    sent.cards = queries.changedCards();
+    sent.logs = queries.unsyncedLogs();
+    sent.since = queries.syncCursor();
+    if (ex->report.pages == 0) {
+        ex->report.since = sent.since;
+    }
+
+    HttpRequest request;
+    request.method = "POST";
+    request.url = ex->url;
+    request.timeout = m_timeout;
+    request.headers = {{"Content-Type", "application/json"},
+                       {"Authorization", "Bearer " + ex->token},
+                       {"X-Device-Id", ex->deviceId}};
+    request.body = wire::encodeSyncRequest(sent);
+
+    std::weak_ptr<char> alive = m_alive;
+    auto page = std::make_shared<const wire::SyncRequest>(std::move(sent));
+    HttpTransport* transport = &m_transport;
+    Executor* owner = &m_owner;
+    bool posted =
+        m_background.post([this, alive, transport, owner, ex, page, request = std::move(request)] {
+            auto result = std::make_shared<HttpResult>(transport->send(request));
+            owner->post([this, alive, ex, page, result] {
+                if (!alive.expired()) {
+                    complete(ex, *page, *result);
+                }
+            });
+        });
+    if (!posted) {
+        failLater(ex->report, "no thread available for the request", ex->done);
+    }
+}
+
+void StudySyncService::complete(const std::shared_ptr<Exchange>& ex, const wire::SyncRequest& sent,
+                                const HttpResult& result) {
+    SyncReport& report = ex->report;
+    auto fail = [&](std::string why) {
+        report.ok = false;
+        report.error = std::move(why);
+        report.refusedTotal = StudySyncStore(*ex->db).refusedCount();
+        finish(report, ex->done);
+    };
     if (!result.ok()) {
-        report.error = result.error;
-        finish(report, done);
+        fail(result.error);
         return;
     }
     if (result.response->status != 200) {
-        report.error = "the server answered HTTP " + std::to_string(result.response->status);
-        finish(report, done);
+        fail("the server answered HTTP " + std::to_string(result.response->status));
         return;
     }
     wire::Decoded<wire::SyncResponse> received = wire::decodeSyncResponse(result.response->body);
     if (!received) {
-        report.error = "the server's answer is not a sync response (" + received.error + ")";
-        finish(report, done);
+        fail("the server's answer is not a sync response (" + received.error + ")");
         return;
     }
-    report.receivedCards = static_cast<int64_t>(received->cards.size());
-    report.receivedLogs = static_cast<int64_t>(received->logs.size());
-    std::optional<StudySyncStore::Applied> applied =
-        StudySyncStore(db).applyExchange(sent, *received);
+    StudySyncStore store(*ex->db);
+    std::optional<StudySyncStore::Applied> applied = store.applyExchange(sent, *received);
     if (!applied) {
-        report.error = "the study database could not take the changes";
-        finish(report, done);
+        fail("the study database could not take the changes");
+        return;
+    }
+    ++report.pages;
+    report.sentCards += static_cast<int64_t>(sent.cards.size());
+    report.sentLogs += static_cast<int64_t>(sent.logs.size());
+    report.receivedCards += static_cast<int64_t>(received->cards.size());
+    report.receivedLogs += static_cast<int64_t>(received->logs.size());
+    report.appliedCards += applied->cards;
+    report.storedLogs += applied->logs;
+    report.replayedCards += applied->replayed;
+    report.refusedRows += applied->refused;
+    report.now = received->now;
+
+    // A full batch means more of ours may wait; "more" means more of theirs.
+    const bool waiting = received->more ||
+                         sent.cards.size() >= static_cast<size_t>(StudySyncStore::kBatchSize) ||
+                         sent.logs.size() >= static_cast<size_t>(StudySyncStore::kBatchSize);
+    if (waiting && report.pages < kMaxPages) {
+        sendPage(ex);
         return;
     }
     report.ok = true;
-    report.appliedCards = applied->cards;
-    report.storedLogs = applied->logs;
-    report.now = received->now;
-    finish(report, done);
+    report.more = waiting;
+    report.refusedTotal = store.refusedCount();
+    finish(report, ex->done);
 }
 
 }  // namespace talvo

@@ -18,17 +18,23 @@ class StudyDatabase;
 struct HttpResult;
 
 // What one exchange did, for the caller's callback (and talvo-cli's report).
+// The counts add up over the exchange's pages.
 struct SyncReport {
     bool ok = false;
     std::string error;  // why it failed; never holds the token or a body
+    int64_t pages = 0;  // round trips whose answer was applied
     int64_t sentCards = 0;
     int64_t sentLogs = 0;
-    int64_t since = 0;  // the pull cursor that was sent
+    int64_t since = 0;  // the pull cursor that was sent first
     int64_t receivedCards = 0;
     int64_t receivedLogs = 0;
-    int64_t appliedCards = 0;  // received cards that changed the deck
-    int64_t storedLogs = 0;    // received logs that were new here
-    int64_t now = 0;           // the server's time, the next pull cursor
+    int64_t appliedCards = 0;   // received cards that changed the deck
+    int64_t storedLogs = 0;     // received logs that were new here
+    int64_t replayedCards = 0;  // cards recomputed from the logs of several devices
+    int64_t refusedRows = 0;    // rows the server refused in this exchange
+    int64_t refusedTotal = 0;   // refused rows kept here, unsynced (all exchanges)
+    bool more = false;          // stopped at the page bound with rows still waiting
+    int64_t now = 0;            // the last cursor the server gave
 };
 
 // Runs the study sync exchange (POST base + /api/study/sync) against a study
@@ -50,6 +56,10 @@ class StudySyncService {
   public:
     static constexpr const char* kPath = "/api/study/sync";
     static constexpr std::chrono::milliseconds kDefaultTimeout{60'000};
+    // Round trips in one exchange: each sends up to 500 cards and 500 logs
+    // and takes one page of the answer. A bound, so that one exchange cannot
+    // run for ever against a server that always says more is waiting.
+    static constexpr int kMaxPages = 20;
 
     using Completion = std::function<void(const SyncReport&)>;
 
@@ -59,16 +69,21 @@ class StudySyncService {
     StudySyncService(const StudySyncService&) = delete;
     StudySyncService& operator=(const StudySyncService&) = delete;
 
-    // Starts one exchange. False when one is already under way: the trigger
-    // is dropped, and `done` is never called. Otherwise `done` (if any) is
-    // called exactly once, on the owner executor, with success or failure.
+    // Starts one exchange: round trips, each applied as it is answered, until
+    // nothing waits on either side or kMaxPages were made. False when one is
+    // already under way: the trigger is dropped, and `done` is never called.
+    // Otherwise `done` (if any) is called exactly once, on the owner executor,
+    // with success or failure. A failure after some pages keeps those pages.
     bool sync(StudyDatabase& db, Completion done = {});
     bool inFlight() const { return m_inFlight.load(); }
 
   private:
+    struct Exchange;
+
+    void sendPage(const std::shared_ptr<Exchange>& ex);
     void finish(const SyncReport& report, const Completion& done);
-    void complete(StudyDatabase& db, const wire::SyncRequest& sent, const HttpResult& result,
-                  SyncReport report, const Completion& done);
+    void complete(const std::shared_ptr<Exchange>& ex, const wire::SyncRequest& sent,
+                  const HttpResult& result);
     void failLater(SyncReport report, std::string why, Completion done);
 
     HttpTransport& m_transport;

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "core/db/database.h"
 #include "core/study/study_store.h"
+#include "core/sync/study_sync_store.h"
 #include "core/tests/fixture_dict.h"
 #include "core/tests/study_test_util.h"
 #include "core/wire/sync_records.h"
@@ -74,11 +76,18 @@ class StudySyncTest : public ::testing::Test {
         return out;
     }
 
+    // A card changed here at updatedAt (0: seeded and never changed, so
+    // nothing to push), in the order of the calls.
     void addLocalCard(const std::string& uid, int64_t freqRank, int64_t updatedAt) {
         insertCard(d(), uid, freqRank, 2, 20005, "local-am");
-        db::Statement st(d(), "UPDATE card SET updated_at=?, added_day=19990 WHERE uid=?");
+        db::Statement st(d(),
+                         "UPDATE card SET updated_at=?1, added_day=19990, pending=CASE WHEN ?1 > 0 "
+                         "THEN (SELECT COALESCE(MAX(pending), 0) + 1 FROM card) ELSE 0 END "
+                         "WHERE uid=?2");
         st.bind(1, updatedAt).bind(2, uid).run();
     }
+
+    std::string logId(int64_t row) { return store.db.installId() + ":" + std::to_string(row); }
 
     void addLocalLogs(int n) {
         db::Transaction tx(d());
@@ -150,47 +159,165 @@ TEST_F(StudySyncTest, OneExchangeSendsTheBatchAndAppliesTheAnswer) {
     EXPECT_EQ(body["since"], 0);
     ASSERT_EQ(body["cards"].size(), 2u);
     EXPECT_EQ(body["cards"][0]["uid"], "char:數") << "oldest change first";
-    EXPECT_EQ(body["logs"][0]["log_id"], "DEV-A:1");
-    EXPECT_EQ(body["logs"][1]["log_id"], "DEV-A:2");
+    EXPECT_EQ(body["install_id"], store.db.installId());
+    EXPECT_EQ(body["logs"][0]["log_id"], logId(1));
+    EXPECT_EQ(body["logs"][1]["log_id"], logId(2));
 
     // The new card ranks after every local card; the log keeps its origin.
     EXPECT_EQ(scalar("SELECT freq_rank * 10 + added_day FROM card WHERE uid='char:心'"), 1'000'000);
     EXPECT_EQ(text("SELECT origin || '/' || synced || '/' || log_id FROM review_log "
                    "WHERE card_uid='char:心'"),
               "abc/1/abc:17");
-    EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE synced=1 AND log_id LIKE 'DEV-A:%'"),
+    EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE synced=1 AND log_id LIKE '" +
+                     store.db.installId() + ":%'"),
               2);
-    EXPECT_EQ(store.study.cfg("sync_card_push"), "1700000300");
+    EXPECT_EQ(scalar("SELECT COUNT(*) FROM card WHERE pending > 0"), 0);
     EXPECT_EQ(store.study.cfg("sync_since"), "1800000000");
 
     // Next time: the new cursor goes out, nothing already pushed goes again,
-    // and the log received from abc is never pushed back. The received card is
-    // newer than the push cursor, so it is echoed once; the server's
-    // strictly-newer rule makes that harmless.
+    // and neither the received card nor the log received from abc is pushed
+    // back.
     SyncReport again = exchange();
     ASSERT_TRUE(again.ok);
     json second = sentBody(1);
     EXPECT_EQ(second["since"], 1'800'000'000);
-    ASSERT_EQ(second["cards"].size(), 1u);
-    EXPECT_EQ(second["cards"][0]["uid"], "char:心");
+    EXPECT_EQ(second["cards"].size(), 0u);
     EXPECT_EQ(second["logs"].size(), 0u);
     EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE log_id='abc:17'"), 1)
         << "a log received twice is stored once";
 }
 
-TEST_F(StudySyncTest, SixHundredLogsGoOutAsFiveHundredThenOneHundred) {
+TEST_F(StudySyncTest, SixHundredLogsGoOutAsFiveHundredThenOneHundredInOneExchange) {
     addLocalLogs(600);
     serve({5, {}, {}});
-    ASSERT_TRUE(exchange().ok);
-    ASSERT_TRUE(exchange().ok);
-    ASSERT_TRUE(exchange().ok);
-    ASSERT_EQ(server.requestCount(), 3u);
+    SyncReport r = exchange();
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.pages, 2);
+    EXPECT_EQ(r.sentLogs, 600);
+    EXPECT_FALSE(r.more);
+    ASSERT_EQ(server.requestCount(), 2u);
     EXPECT_EQ(sentBody(0)["logs"].size(), 500u);
-    EXPECT_EQ(sentBody(0)["logs"][499]["log_id"], "DEV-A:500");
+    EXPECT_EQ(sentBody(0)["logs"][499]["log_id"], logId(500));
     EXPECT_EQ(sentBody(1)["logs"].size(), 100u);
-    EXPECT_EQ(sentBody(1)["logs"][0]["log_id"], "DEV-A:501");
-    EXPECT_EQ(sentBody(2)["logs"].size(), 0u);
+    EXPECT_EQ(sentBody(1)["logs"][0]["log_id"], logId(501));
     EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE synced=0"), 0);
+}
+
+TEST_F(StudySyncTest, CardsSharingOneSecondAtTheBatchEdgeAreAllPushedOnce) {
+    // 490 graded cards and a 30-item lesson in the same second: the batch of
+    // 500 ends inside that second, and the rest must still go out.
+    for (int i = 0; i < 530; ++i) {
+        addLocalCard("phrase:" + std::to_string(i), i, 1'700'000'000);
+    }
+    serve({5, {}, {}});
+    SyncReport r = exchange();
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.sentCards, 530);
+    std::set<std::string> uids;
+    for (size_t i = 0; i < server.requestCount(); ++i) {
+        json body = sentBody(i);
+        for (const json& c : body["cards"]) {
+            EXPECT_TRUE(uids.insert(c["uid"]).second) << c["uid"] << " pushed twice";
+        }
+    }
+    EXPECT_EQ(uids.size(), 530u);
+
+    // A card changed again while its exchange was on the way goes out once
+    // more; one that was not, never again.
+    addLocalCard("char:數", 1, 1'700'000'001);
+    server.on("POST", "/api/study/sync", [&](const httplib::Request&, httplib::Response& res) {
+        db::Statement st(d(),
+                         "UPDATE card SET reps=9, pending=(SELECT MAX(pending)+1 FROM card) "
+                         "WHERE uid='char:數'");
+        st.run();
+        res.set_content(wire::encodeSyncResponse({6, {}, {}}), "application/json");
+    });
+    ASSERT_TRUE(exchange().ok);
+    serve({7, {}, {}});
+    ASSERT_TRUE(exchange().ok);
+    json last = sentBody(server.requestCount() - 1)["cards"];
+    ASSERT_EQ(last.size(), 1u);
+    EXPECT_EQ(last[0]["reps"], 9);
+    ASSERT_TRUE(exchange().ok);
+    EXPECT_EQ(sentBody(server.requestCount() - 1)["cards"].size(), 0u);
+}
+
+TEST_F(StudySyncTest, ARemoteCardFromTheFutureIsClampedAndCannotFreezeLocalEdits) {
+    // This device's clock reads 1'700'000'000 (clockOnDay); another device's
+    // runs a day ahead.
+    const int64_t now = store.db.clock().now();
+    serve({5, {remoteCard("char:心", now + 86'400)}, {}});
+    ASSERT_TRUE(exchange().ok);
+    EXPECT_EQ(scalar("SELECT updated_at FROM card WHERE uid='char:心'"),
+              now + StudySyncStore::kFutureToleranceSeconds);
+    EXPECT_EQ(scalar("SELECT pending FROM card WHERE uid='char:心'"), 0)
+        << "a received card is not pushed back";
+
+    // A later local grade of that card (ten minutes on) is newer than the
+    // clamped stamp, so a second copy from the fast device cannot undo it.
+    store.db.connection().exec("UPDATE card SET updated_at=" + std::to_string(now + 600) +
+                               ", reps=7 WHERE uid='char:心'");
+    serve({6, {remoteCard("char:心", now + 86'400)}, {}});
+    ASSERT_TRUE(exchange().ok);
+    EXPECT_EQ(scalar("SELECT reps FROM card WHERE uid='char:心'"), 7);
+}
+
+TEST_F(StudySyncTest, PagedAnswersArePulledInOneExchangeWithinTheBound) {
+    // 2,500 logs wait on the server, 1,000 to a page.
+    std::atomic<int> asked{0};
+    server.on("POST", "/api/study/sync", [&](const httplib::Request& req, httplib::Response& res) {
+        int64_t since = json::parse(req.body)["since"];
+        wire::SyncResponse page;
+        for (int64_t i = since; i < std::min<int64_t>(since + 1000, 2500); ++i) {
+            page.logs.push_back(remoteLog("OTHER:" + std::to_string(i + 1)));
+        }
+        page.now = since + static_cast<int64_t>(page.logs.size());
+        page.more = page.now < 2500;
+        ++asked;
+        res.set_content(wire::encodeSyncResponse(page), "application/json");
+    });
+    SyncReport r = exchange();
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(asked.load(), 3);
+    EXPECT_EQ(r.receivedLogs, 2500);
+    EXPECT_EQ(scalar("SELECT COUNT(*) FROM review_log WHERE origin='OTHER'"), 2500);
+    EXPECT_EQ(store.study.cfg("sync_since"), "2500");
+
+    // A server that always says "more" is asked at most kMaxPages times.
+    server.on("POST", "/api/study/sync", [&](const httplib::Request&, httplib::Response& res) {
+        ++asked;
+        wire::SyncResponse page{9, {}, {}, true, {}};
+        res.set_content(wire::encodeSyncResponse(page), "application/json");
+    });
+    asked = 0;
+    SyncReport bounded = exchange();
+    EXPECT_TRUE(bounded.ok);
+    EXPECT_TRUE(bounded.more);
+    EXPECT_EQ(asked.load(), StudySyncService::kMaxPages);
+}
+
+TEST_F(StudySyncTest, RefusedRowsStayUnsyncedCountedAndAreNotOfferedAgain) {
+    addLocalCard("phrase:long", 1, 1'700'000'100);
+    addLocalCard("char:數", 2, 1'700'000'100);
+    addLocalLogs(2);
+    wire::SyncResponse answer{5, {}, {}};
+    answer.rejected = {{"card", "phrase:long", "uid: longer than 1024 bytes"},
+                       {"log", logId(2), "card_uid: longer than 1024 bytes"}};
+    serve(answer);
+    SyncReport r = exchange();
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_EQ(r.refusedRows, 2);
+    EXPECT_EQ(r.refusedTotal, 2);
+    EXPECT_EQ(text("SELECT group_concat(id || '=' || synced) FROM review_log"), "1=1,2=0");
+    EXPECT_GT(scalar("SELECT pending FROM card WHERE uid='phrase:long'"), 0);
+    EXPECT_EQ(scalar("SELECT pending FROM card WHERE uid='char:數'"), 0);
+
+    serve({6, {}, {}});
+    SyncReport next = exchange();
+    ASSERT_TRUE(next.ok);
+    EXPECT_EQ(next.sentCards + next.sentLogs, 0) << "refused rows are not offered again";
+    EXPECT_EQ(next.refusedTotal, 2);
+    EXPECT_EQ(StudySyncStore(store.db).waitingCount(), 2);
 }
 
 TEST_F(StudySyncTest, StrictlyNewerRemoteCardsWinAndKeepLocalRank) {

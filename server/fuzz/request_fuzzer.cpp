@@ -18,10 +18,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string_view body(reinterpret_cast<const char*>(data), size);
 
     if (auto sync = wire::decodeSyncRequest(body)) {
-        server::SyncPush push{sync->deviceId, sync->since, sync->cards, sync->logs};
-        server::normalizePush(push);
+        server::SyncPush push{sync->deviceId, sync->since, sync->cards, sync->logs,
+                              sync->installId};
+        std::vector<wire::SyncRejection> rejected = server::normalizePush(push);
+        server::clampFutureStamps(push, 1'779'840'000);
+        std::vector<server::CardRecord> replayed = server::replayedCards(push.cards, push.logs);
         // What the server answers must decode on the other side.
-        wire::SyncResponse echo{push.since, push.cards, push.logs};
+        wire::SyncResponse echo{push.since, std::move(replayed), push.logs, true, rejected};
         if (!wire::decodeSyncResponse(wire::encodeSyncResponse(echo))) {
             __builtin_trap();
         }

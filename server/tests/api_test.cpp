@@ -9,6 +9,7 @@
 #include "core/wire/lessons_feed.h"
 #include "core/wire/sync_records.h"
 #include "server/lesson_feed.h"
+#include "server/sync_batch.h"
 #include "server/tests/test_support.h"
 #include "server/token.h"
 
@@ -65,6 +66,35 @@ TEST_F(ApiTest, SyncRoundTripsThroughTheWireRecords) {
     ASSERT_EQ(decoded->logs.size(), 1u);
     EXPECT_EQ(decoded->logs[0], log("A:1"));
     EXPECT_GT(decoded->now, 0);
+}
+
+// Rows the server cannot keep are named in the answer, which is still 200 for
+// the rest; a card stamped far ahead of the server's clock is kept as stamped
+// five minutes from now.
+TEST_F(ApiTest, SyncNamesRefusedRowsAndClampsFutureStamps) {
+    const int64_t now = ::time(nullptr);
+    CardRecord ahead = card("char:心", now + 86'400);
+    CardRecord tooLong = card("phrase:" + std::string(1100, 'x'), now);
+    LogRecord badLog = log("A:1", std::string(1100, 'y'));
+    auto a =
+        post("/api/study/sync", syncBody("A", 0, {ahead, tooLong}, {badLog, log("A:2")}), token);
+    ASSERT_TRUE(a);
+    ASSERT_EQ(a->status, 200) << a->body;
+    auto answer = wire::decodeSyncResponse(a->body);
+    ASSERT_TRUE(answer) << answer.error;
+    ASSERT_EQ(answer->rejected.size(), 2u);
+    EXPECT_EQ(answer->rejected[0].kind, "card");
+    EXPECT_EQ(answer->rejected[0].id, tooLong.uid);
+    EXPECT_EQ(answer->rejected[1].kind, "log");
+    EXPECT_EQ(answer->rejected[1].reason, "card_uid: longer than 1024 bytes");
+    EXPECT_FALSE(answer->more);
+
+    auto b = wire::decodeSyncResponse(post("/api/study/sync", syncBody("B", 0), token)->body);
+    ASSERT_TRUE(b);
+    ASSERT_EQ(b->cards.size(), 1u);
+    EXPECT_GE(b->cards[0].updatedAt, now + kFutureToleranceSeconds);
+    EXPECT_LE(b->cards[0].updatedAt, now + kFutureToleranceSeconds + 5);
+    EXPECT_EQ(b->logs.size(), 1u);
 }
 
 TEST_F(ApiTest, EveryRouteRefusesBadInputWithAJsonError) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "core/db/database.h"
+#include "core/sync/review_replay.h"
 #include "server/pg_pool.h"
 #include "server/sync_batch.h"
 #include "server/tests/test_support.h"
@@ -42,7 +43,8 @@ TEST_P(StorageTest, CardsMergeByStrictlyNewerTimeAndLogsAreStoredOnce) {
     Storage& s = **db;
     int64_t acct = *authenticate(s, addAccount(s, "ana"));
 
-    SyncPull a = exchange(s, acct, "A", 0, {card("char:風", 100)}, {log("A:1"), log("A:2")});
+    SyncPull a = exchange(s, acct, "A", 0, {card("char:風", 100)},
+                          {log("A:1", "char:雨"), log("A:2", "char:雨")});
     EXPECT_EQ(a.cardsChanged, 1);
     EXPECT_EQ(a.logsAdded, 2);
 
@@ -50,7 +52,9 @@ TEST_P(StorageTest, CardsMergeByStrictlyNewerTimeAndLogsAreStoredOnce) {
     // duplicate log and a new one. Only the new log is stored.
     CardRecord older = card("char:風", 90, 7);
     CardRecord equal = card("char:風", 100, 9);
-    SyncPull b = exchange(s, acct, "B", 0, {older}, {log("A:2"), log("B:1")});
+    // (The logs are of another card: replaying a card from its reviews has
+    // its own test.)
+    SyncPull b = exchange(s, acct, "B", 0, {older}, {log("A:2", "char:雨"), log("B:1", "char:雨")});
     EXPECT_EQ(b.cardsChanged, 0);
     EXPECT_EQ(b.logsAdded, 1);
     ASSERT_EQ(b.cards.size(), 1u);
@@ -238,13 +242,98 @@ TEST_P(StorageTest, UnstorableRowsAreDroppedAndTheRestKept) {
                   0,
                   {noFront, nul, infinite, longId, card("char:ok", 1), card("char:ok", 5)},
                   {noId, log("A:1"), log("A:1")}};
-    EXPECT_EQ(normalizePush(push), 5);
+    std::vector<wire::SyncRejection> refused = normalizePush(push);
+    ASSERT_EQ(refused.size(), 5u);
+    EXPECT_EQ(refused[3].kind, "card");
+    EXPECT_EQ(refused[3].id, longId.uid);
+    EXPECT_EQ(refused[3].reason, "uid: longer than 1024 bytes");
+    EXPECT_EQ(refused[4].kind, "log");
+    EXPECT_EQ(refused[4].reason, "log_id: empty");
     ASSERT_EQ(push.cards.size(), 1u);
     EXPECT_EQ(push.cards[0].updatedAt, 5);  // the newer of two copies in one batch
     EXPECT_EQ(push.logs.size(), 1u);
     SyncPull p = s.exchange(acct, push, {});
     EXPECT_EQ(p.cardsChanged, 1);
     EXPECT_EQ(p.logsAdded, 1);
+}
+
+// Two study databases on one machine share its device id; each still gets the
+// other's logs and cards, and a reinstalled one gets its own history back.
+TEST_P(StorageTest, AnswersLeaveOutOnlyTheRowsOfThePushingInstall) {
+    Storage& s = **db;
+    int64_t acct = *authenticate(s, addAccount(s, "ana"));
+    auto push = [&](const std::string& install, int64_t since, std::vector<CardRecord> cards,
+                    std::vector<LogRecord> logs) {
+        SyncPush p{"MACHINE", since, std::move(cards), std::move(logs), install};
+        normalizePush(p);
+        return s.exchange(acct, p, {});
+    };
+    SyncPull one = push("I1", 0, {card("char:風", 10)}, {log("I1:1")});
+    EXPECT_TRUE(one.logs.empty()) << "never its own logs";
+    SyncPull two = push("I2", 0, {card("char:雨", 11)}, {log("I2:1", "char:雨")});
+    EXPECT_THAT(logIds(two), ElementsAre("I1:1"));
+    SyncPull oneAgain = push("I1", one.now, {}, {});
+    EXPECT_THAT(logIds(oneAgain), ElementsAre("I2:1"));
+    ASSERT_EQ(oneAgain.cards.size(), 1u);
+    EXPECT_EQ(oneAgain.cards[0].uid, "char:雨");
+    // Reinstalled: a new install id, from 0, receives everything.
+    SyncPull fresh = push("I3", 0, {}, {});
+    EXPECT_THAT(logIds(fresh), UnorderedElementsAreArray({"I1:1", "I2:1"}));
+    EXPECT_EQ(fresh.cards.size(), 2u);
+}
+
+// A card reviewed on two devices while apart: its state is the replay of
+// both devices' reviews in time order, and every device is handed it.
+TEST_P(StorageTest, ACardReviewedOnTwoDevicesTakesTheStateOfAllItsReviews) {
+    Storage& s = **db;
+    int64_t acct = *authenticate(s, addAccount(s, "ana"));
+    auto review = [](const std::string& id, int64_t ts, int64_t day, int64_t rating) {
+        LogRecord l = log(id, "char:風");
+        l.ts = ts;
+        l.day = day;
+        l.rating = rating;
+        return l;
+    };
+    const LogRecord a1 = review("A:1", 1000, 10, 3);
+    const LogRecord b1 = review("B:1", 2000, 12, 1);  // B forgot it
+    const LogRecord a2 = review("A:2", 3000, 15, 3);
+    // Each device's copy holds the state its own reviews scheduled.
+    CardRecord fromA = card("char:風", 3000, 2);
+    applySchedule(fromA, *replayReviews({a1, a2}, FSRS{}));
+    CardRecord fromB = card("char:風", 2000, 1);
+    applySchedule(fromB, *replayReviews({b1}, FSRS{}));
+
+    auto push = [&](const std::string& dev, int64_t since, CardRecord c,
+                    std::vector<LogRecord> logs) {
+        SyncPush p{dev, since, {std::move(c)}, std::move(logs), dev};
+        normalizePush(p);
+        return s.exchange(acct, p, {});
+    };
+    SyncPull a = push("A", 0, fromA, {a1, a2});
+    EXPECT_EQ(a.cardsReplayed, 0) << "one device's reviews: its own state stands";
+    SyncPull b = push("B", 0, fromB, {b1});
+    EXPECT_EQ(b.cardsReplayed, 1);
+
+    // The state of one device that made the three reviews in time order.
+    CardRecord expected = fromA;
+    applySchedule(expected, *replayReviews({a1, b1, a2}, FSRS{}));
+    EXPECT_EQ(expected.lapses, 1) << "B's lapse counts";
+    ASSERT_EQ(b.cards.size(), 1u) << "the device that lost the newer-wins race is told";
+    EXPECT_EQ(b.cards[0], expected);
+    SyncPull a2pull = push("A", a.now, fromA, {});
+    ASSERT_EQ(a2pull.cards.size(), 1u);
+    EXPECT_EQ(a2pull.cards[0], expected);
+    EXPECT_EQ(a2pull.cardsReplayed, 0) << "a replay that changes nothing is not written";
+
+    // The same word added later on a third device, without its reviews, is
+    // newer but cannot wipe them out.
+    SyncPull c = push("C", 0, card("char:風", 9000, 0), {});
+    EXPECT_EQ(c.cardsChanged, 1);
+    EXPECT_EQ(c.cardsReplayed, 1);
+    SyncPull back = push("A", a2pull.now, fromA, {});
+    ASSERT_EQ(back.cards.size(), 1u);
+    EXPECT_EQ(back.cards[0].reps, expected.reps);
+    EXPECT_EQ(back.cards[0].lapses, 1);
 }
 
 TEST_P(StorageTest, LessonsAreReplacedByIdAndServedInOrder) {

@@ -215,6 +215,7 @@ class OnlineSession {
         if (m_o.json) {
             m_e.out << dump(json{{"ok", report.ok},
                                  {"error", report.ok ? json(nullptr) : json(report.error)},
+                                 {"pages", report.pages},
                                  {"sentCards", report.sentCards},
                                  {"sentLogs", report.sentLogs},
                                  {"since", report.since},
@@ -222,33 +223,53 @@ class OnlineSession {
                                  {"receivedLogs", report.receivedLogs},
                                  {"appliedCards", report.appliedCards},
                                  {"storedLogs", report.storedLogs},
+                                 {"replayedCards", report.replayedCards},
+                                 {"refused", report.refusedRows},
+                                 {"refusedTotal", report.refusedTotal},
+                                 {"more", report.more},
                                  {"now", report.ok ? json(report.now) : json(nullptr)}})
                     << '\n';
             return report.ok ? kExitOk : kExitFailure;
         }
         if (!report.ok) {
-            m_e.err << "Sync failed: " << report.error << ".\nNothing was changed; the same "
-                    << plural(report.sentCards, "card", "cards") << " and "
-                    << plural(report.sentLogs, "review log", "review logs")
-                    << " go out next time.\n";
+            m_e.err << "Sync failed: " << report.error << ".\n";
+            if (report.pages > 0) {
+                m_e.err << "The first " << plural(report.pages, "round trip", "round trips")
+                        << " were applied; the rest goes out next time.\n";
+            } else {
+                m_e.err << "Nothing was changed; the same changes go out next time.\n";
+            }
             if (report.error.rfind("not signed in", 0) == 0) {
                 m_e.err << "Sign in with: talvo-cli login --server URL --token -\n";
             }
+            printRefused(report.refusedTotal, m_e.err);
             return kExitFailure;
         }
         m_e.out << "Sent " << plural(report.sentCards, "card", "cards") << " and "
-                << plural(report.sentLogs, "review log", "review logs") << " (changes since "
-                << report.since << ").\n"
+                << plural(report.sentLogs, "review log", "review logs") << " in "
+                << plural(report.pages, "round trip", "round trips") << ".\n"
                 << "Received " << plural(report.receivedCards, "card", "cards") << " ("
                 << report.appliedCards << " applied) and "
                 << plural(report.receivedLogs, "review log", "review logs") << " ("
-                << report.storedLogs << " new).\n"
-                << "Next pull from server time " << report.now << ".\n";
-        if (report.sentCards == StudySyncStore::kBatchSize ||
-            report.sentLogs == StudySyncStore::kBatchSize) {
-            m_e.out << "More changes are waiting: run sync again to send the next batch.\n";
+                << report.storedLogs << " new).\n";
+        if (report.replayedCards > 0) {
+            m_e.out << plural(report.replayedCards, "card", "cards")
+                    << " reviewed on several devices rescheduled from all their reviews.\n";
         }
+        m_e.out << "Next pull from server position " << report.now << ".\n";
+        if (report.more) {
+            m_e.out << "More changes are waiting: run sync again to go on.\n";
+        }
+        printRefused(report.refusedTotal, m_e.out);
         return kExitOk;
+    }
+
+    // Refused rows stay on this device; say so every time until they are gone.
+    static void printRefused(int64_t refused, std::ostream& out) {
+        if (refused > 0) {
+            out << plural(refused, "change", "changes")
+                << " refused by the server stay on this device only (not synced).\n";
+        }
     }
 
     int lessons(StudyStore& store) {

@@ -13,6 +13,7 @@
 #include "core/lookup/dictionary_store.h"
 #include "core/lookup/han_text_parser.h"
 #include "core/lookup/lookup_service.h"
+#include "core/study/card_uid.h"
 #include "core/study/study_database.h"
 #include "core/study/study_session.h"
 #include "core/study/study_store.h"
@@ -336,8 +337,8 @@ class StudyCommand {
                     << " has no reading in the dictionary; a card needs one\n";
             return kExitFailure;
         }
-        std::string uid =
-            result.chars.size() == 1 ? "char:" + result.chars[0].ch : "phrase:" + result.phrase;
+        std::string uid = result.chars.size() == 1 ? lookupCardUid(true, result.chars[0].ch)
+                                                   : lookupCardUid(false, result.phrase);
         std::string gloss = result.studyGloss();
         bool added = m_store.addLookupCard(uid, result.phrase, am, gloss);
         if (m_o.json) {
@@ -410,7 +411,7 @@ class StudyCommand {
     // Cards of one text can differ only by kind ("char:" or "phrase:"); the
     // list shows the uid where the front alone would not say which card it is.
     static std::string uidNote(const StudyCard& c) {
-        if (c.uid == "char:" + c.front || c.uid == "phrase:" + c.front) {
+        if (c.uid == lookupCardUid(true, c.front) || c.uid == lookupCardUid(false, c.front)) {
             return "";
         }
         return "  [" + c.uid + "]";

@@ -83,14 +83,25 @@ TEST_F(CliOnlineTest, SyncRunsOneExchangeAndReportsIt) {
         << err.str();
     EXPECT_EQ(run({"sync"}), cli::kExitFailure);
     EXPECT_NE(err.str().find("HTTP 500"), std::string::npos) << err.str();
-    EXPECT_NE(err.str().find("1 card and 1 review log go out next time"), std::string::npos);
+    EXPECT_NE(err.str().find("Nothing was changed"), std::string::npos) << err.str();
 
     wire::SyncCard remote{"char:肝", "肝", "can",    "Gan.", "lesson", 2, 5,
                           1,         0,    "review", 20010,  20001,    0, 1'700'000'500};
-    server.answer("POST", "/api/study/sync", 200,
-                  wire::encodeSyncResponse({1'800'000'000, {remote}, {}}));
+    wire::SyncResponse answer{1'800'000'000, {remote}, {}};
+    // The server refuses the log: it stays here, and every sync says so.
+    std::string logId;
+    {
+        db::Database d(dir.file("data/study.sqlite"), db::Database::Mode::ReadOnly);
+        db::Statement st(d, "SELECT log_id FROM review_log");
+        ASSERT_TRUE(st.step());
+        logId = st.text(0).value_or("");
+    }
+    answer.rejected = {{"log", logId, "card_uid: too long"}};
+    server.answer("POST", "/api/study/sync", 200, wire::encodeSyncResponse(answer));
     ASSERT_EQ(run({"sync"}), 0) << err.str();
-    EXPECT_NE(out.str().find("Sent 1 card and 1 review log (changes since 0)"), std::string::npos)
+    EXPECT_NE(out.str().find("Sent 1 card and 1 review log in 1 round trip"), std::string::npos)
+        << out.str();
+    EXPECT_NE(out.str().find("1 change refused by the server stay"), std::string::npos)
         << out.str();
     EXPECT_NE(out.str().find("Received 1 card (1 applied)"), std::string::npos);
     EXPECT_NE(out.str().find("1800000000"), std::string::npos);
@@ -102,7 +113,8 @@ TEST_F(CliOnlineTest, SyncRunsOneExchangeAndReportsIt) {
     ASSERT_EQ(run({"--json", "sync"}), 0);
     json j = json::parse(out.str());
     EXPECT_EQ(j["since"], 1'800'000'000);
-    EXPECT_EQ(j["sentLogs"], 0);
+    EXPECT_EQ(j["sentLogs"], 0) << "a refused row is not offered again";
+    EXPECT_EQ(j["refusedTotal"], 1);
 }
 
 TEST_F(CliOnlineTest, LessonsListWithCountsAndAddById) {

@@ -58,6 +58,12 @@ bool StudySyncService::sync(StudyDatabase& db, Completion done) {
         failLater(report, "online features are off: no usable service URL", std::move(done));
         return true;
     }
+    // An address saved before such addresses were refused.
+    if (carriesTokenInClear(m_config.baseUrlNow())) {
+        failLater(report, "the service URL is plain http:// to another machine; use https://",
+                  std::move(done));
+        return true;
+    }
     std::optional<std::string> token = m_config.accessTokenNow();
     if (!token || token->empty()) {
         failLater(report, "not signed in: no access token", std::move(done));

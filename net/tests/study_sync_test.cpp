@@ -414,6 +414,14 @@ TEST_F(StudySyncTest, WithoutServiceUrlOrTokenNothingIsSent) {
     }
     EXPECT_EQ(server.requestCount(), 0u);
     EXPECT_EQ(scalar("SELECT synced FROM review_log"), 0);
+
+    // An address kept from before plain http to another machine was refused:
+    // the token stays home.
+    StudySyncService clear(transport, now, now, configFor("http://talvo.example"));
+    SyncReport report;
+    clear.sync(store.db, [&](const SyncReport& r) { report = r; });
+    EXPECT_FALSE(report.ok);
+    EXPECT_NE(report.error.find("https://"), std::string::npos) << report.error;
 }
 
 TEST_F(StudySyncTest, WaitsOffTheOwnerThreadAndDropsASecondTrigger) {

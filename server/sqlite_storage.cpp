@@ -213,8 +213,11 @@ std::unique_ptr<db::Database> SqliteStorage::openConnection() {
     } catch (const db::OpenError& e) {
         throw StorageError("SQLite: cannot open " + m_path + ": " + e.what());
     }
-    // Another process (the command line) may hold the write lock briefly.
-    sqlite3_busy_timeout(db->handle(), 5000);
+    // Another process (the command line) may hold the write lock briefly,
+    // and on a loaded machine many exchanges queue for it: SQLite's waiting
+    // is not first come, first served, so one writer may lose several turns.
+    // A sync waiting is better than one answered 503.
+    sqlite3_busy_timeout(db->handle(), 15000);
     return db;
 }
 

@@ -8,12 +8,25 @@
 #include <chrono>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "core/wire/sync_records.h"
 #include "server/tests/test_support.h"
 
 namespace talvo::server::test {
 namespace {
+
+// The servers' log lines of failed requests, which say why.
+std::string failures(const std::string& logText) {
+    std::istringstream in(logText);
+    std::string out;
+    for (std::string line; std::getline(in, line);) {
+        if (line.find("\"failure\"") != std::string::npos && out.size() < 4000) {
+            out += line + "\n";
+        }
+    }
+    return out;
+}
 
 constexpr int kAccounts = 10;
 constexpr int kDevicesPerAccount = 5;
@@ -113,7 +126,8 @@ TEST_P(LoadTest, FiftyDevicesHundredExchangesEachLoseAndDuplicateNothing) {
                    std::to_string(static_cast<int>(devices.size() * kExchanges / seconds)));
 
     for (const Device& dev : devices) {
-        EXPECT_EQ(dev.errors, 0) << dev.id << ": " << dev.firstError;
+        EXPECT_EQ(dev.errors, 0) << dev.id << ": " << dev.firstError << "\n"
+                                 << failures(one.logText() + two.logText());
         std::set<std::string> want;
         for (const Device& other : devices) {
             if (other.account == dev.account && other.id != dev.id) {

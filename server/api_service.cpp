@@ -156,6 +156,29 @@ void ApiService::install(httplib::Server& server) {
     });
 }
 
+std::string ApiService::clientAddress(const httplib::Request& req) const {
+    auto trusted = [this](std::string_view a) {
+        return std::find(m_options.trustedProxies.begin(), m_options.trustedProxies.end(), a) !=
+               m_options.trustedProxies.end();
+    };
+    if (!trusted(req.remote_addr) || !req.has_header("X-Forwarded-For")) {
+        return req.remote_addr;
+    }
+    // Each proxy appends the peer it saw: walk back from the nearest hop
+    // past our own proxies; what a client wrote itself lies further left.
+    const std::string forwarded = req.get_header_value("X-Forwarded-For");
+    std::vector<std::string> hops;
+    for (std::string_view hop : text::split(forwarded, ',')) {
+        hops.emplace_back(text::trimBlanks(hop));
+    }
+    for (auto it = hops.rbegin(); it != hops.rend(); ++it) {
+        if (!it->empty() && !trusted(*it)) {
+            return it->substr(0, 64);
+        }
+    }
+    return req.remote_addr;
+}
+
 size_t ApiService::routeOf(const std::string& path) const {
     for (size_t i = 0; i < m_routes.size(); ++i) {
         const std::string& p = m_routes[i].path;
@@ -187,8 +210,16 @@ void ApiService::handle(const httplib::Request& req, httplib::Response& res) {
                                      : "body larger than " + std::to_string(r.maxBody) + " bytes");
         }
         if (r.limit) {
-            std::string device = req.get_header_value("X-Device-Id").substr(0, kMaxDeviceIdBytes);
-            limit(r.path + " d:" + (device.empty() ? "ip:" + req.remote_addr : device), *r.limit);
+            const std::string address = clientAddress(req);
+            if (r.limit == &m_options.syncLimit) {
+                // Signed in: many readers behind one school's address each
+                // have their own device and token.
+                std::string device =
+                    req.get_header_value("X-Device-Id").substr(0, kMaxDeviceIdBytes);
+                limit(r.path + " d:" + (device.empty() ? "ip:" + address : device), *r.limit);
+            } else {
+                limit(r.path + " a:" + address, *r.limit);
+            }
         }
         (this->*r.handler)(req, res, ctx);
     } catch (const HttpError& e) {

@@ -23,7 +23,9 @@ struct ApiOptions {
     size_t maxSyncBody = 8 << 20;    // a full batch of 500 cards + 500 logs is ~0.3 MB
     size_t maxSmallBody = 64 << 10;  // every other route
     PullLimits pull;
-    // Per device (X-Device-Id, else the peer address) and, for sync, per token.
+    // Sync: per device (X-Device-Id, else the client's address) and per
+    // token. Every other route: per client address, whatever a client says
+    // its device is (a header anyone can change at will).
     RateLimit syncLimit{5, 60};
     RateLimit translateLimit{1, 30};
     RateLimit statsLimit{10, 120};
@@ -39,6 +41,9 @@ struct ApiOptions {
     // and the figures are served only by installMetrics() on the operator's
     // own listener.
     std::string metricsToken;
+    // Reverse proxies whose X-Forwarded-For names the client; from any other
+    // peer that header is ignored. Exact addresses as the peer appears.
+    std::vector<std::string> trustedProxies;
 };
 
 // The HTTP API: routing, input limits, authentication, rate limits, the
@@ -68,6 +73,10 @@ class ApiService {
     // GET /metrics alone, without a token: for a listener of the operator's
     // own (loopback by default), apart from the public one.
     void installMetrics(httplib::Server& server);
+
+    // The address a request comes from: the peer's, or behind a trusted
+    // proxy the nearest untrusted hop of X-Forwarded-For.
+    std::string clientAddress(const httplib::Request& req) const;
 
     Metrics& metrics() { return m_metrics; }
     size_t maxBody() const;

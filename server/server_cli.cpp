@@ -259,6 +259,13 @@ struct Cli {
         }
         api.strokesDir = o.take("--strokes").value_or(defaultStrokesDir(env));
         api.metricsToken = env.getenv(metricsTokenEnv).value_or("");
+        if (auto proxies = o.take("--trusted-proxies")) {
+            for (std::string_view p : text::split(*proxies, ',')) {
+                if (!text::trimBlanks(p).empty()) {
+                    api.trustedProxies.emplace_back(text::trimBlanks(p));
+                }
+            }
+        }
         if (auto rows = o.take("--page-rows")) {
             api.pull.maxRows = static_cast<size_t>(intOption("--page-rows", *rows, 1, 100000));
         }
@@ -545,6 +552,7 @@ std::string usage() {
            "  serve [--listen HOST:PORT] [--threads N] [--keep-alive SECONDS] [--db-pool N]\n"
            "        [--tls-cert PEM --tls-key PEM | --behind-tls-proxy]\n"
            "        [--metrics-listen HOST:PORT|off] [--metrics-token-env VAR]\n"
+           "        [--trusted-proxies ADDR,...]\n"
            "        [--mt-url URL] [--mt-model NAME] [--mt-key-env VAR] [--strokes DIR]\n"
            "        [--log-level debug|info|warn|error] [--rate-scale F] [--page-rows N]\n"
            "  migrate                      bring the database schema up to date\n"

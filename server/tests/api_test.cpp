@@ -302,14 +302,19 @@ class RateLimitTest : public ApiTest {
     RateLimitTest() : ApiTest(tight()) {}
 };
 
-TEST_F(RateLimitTest, TooManyRequestsFromOneDeviceOrTokenGet429) {
+TEST_F(RateLimitTest, TooManyRequestsFromOneAddressOrTokenGet429) {
     std::string body = R"({"zh":"風"})";
     EXPECT_EQ(post("/api/tm/translate", body, "", "d1")->status, 200);
     EXPECT_EQ(post("/api/tm/translate", body, "", "d1")->status, 200);
     auto third = post("/api/tm/translate", body, "", "d1");
     EXPECT_EQ(error(third).first, 429);
     EXPECT_EQ(third->get_header_value("Retry-After"), "1");
-    EXPECT_EQ(post("/api/tm/translate", body, "", "d2")->status, 200);  // another device
+    // A device id is whatever the client says: a new one changes nothing.
+    EXPECT_EQ(error(post("/api/tm/translate", body, "", "d2")).first, 429);
+    // Nor does a forwarded address from a peer that is not a trusted proxy.
+    auto forged = server.client().Post("/api/tm/translate", {{"X-Forwarded-For", "203.0.113.9"}},
+                                       body, "application/json");
+    EXPECT_EQ(error(forged).first, 429);
 
     // One token used from ever-new device ids is still one token.
     int ok = 0;
@@ -318,6 +323,21 @@ TEST_F(RateLimitTest, TooManyRequestsFromOneDeviceOrTokenGet429) {
               200;
     }
     EXPECT_EQ(ok, 3);
+}
+
+TEST(ApiClientAddress, OnlyATrustedProxyMayNameTheClient) {
+    FreshStorage db(Backend::Sqlite);
+    ApiOptions o = unlimited();
+    o.trustedProxies = {"127.0.0.1", "10.0.0.5"};
+    TestServer server(*db, o);
+    httplib::Request req;
+    req.remote_addr = "127.0.0.1";
+    EXPECT_EQ(server.api().clientAddress(req), "127.0.0.1");
+    // The client's own claim, then what our two proxies saw.
+    req.headers.emplace("X-Forwarded-For", "6.6.6.6, 198.51.100.7, 10.0.0.5");
+    EXPECT_EQ(server.api().clientAddress(req), "198.51.100.7");
+    req.remote_addr = "192.0.2.1";  // not a proxy of ours: its header counts for nothing
+    EXPECT_EQ(server.api().clientAddress(req), "192.0.2.1");
 }
 
 TEST(ApiStorageFailure, CorruptDatabaseAnswers503AndServerStaysUp) {

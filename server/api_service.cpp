@@ -22,8 +22,9 @@ namespace {
 using ordered_json = nlohmann::ordered_json;
 
 constexpr size_t kMaxDeviceIdBytes = 200;
-constexpr size_t kMaxEventNameBytes = 64;
-constexpr size_t kMaxEventDetailBytes = 100;
+constexpr size_t kMaxVersionBytes = 32;
+// A selection longer than this is a page, not a passage worth counting.
+constexpr size_t kMaxLookupBytes = 1000;
 
 const char* reasonOf(int status) {
     switch (status) {
@@ -50,9 +51,25 @@ const char* reasonOf(int status) {
     }
 }
 
-bool isEventNameChar(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '.' || c == '-';
+bool isVersionChar(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-' || c == '+' || c == '~' || c == '?';
+}
+
+// Valid UTF-8 with at least one Hán character and no control characters
+// other than line breaks and tabs.
+bool isHanPassage(std::string_view zh) {
+    if (!text::isValidUtf8(zh)) {
+        return false;
+    }
+    bool han = false;
+    for (char32_t c : text::scalars(zh)) {
+        if ((c < 0x20 && c != '\n' && c != '\t') || (c >= 0x7F && c < 0xA0)) {
+            return false;
+        }
+        han = han || text::isHanScalar(c);
+    }
+    return han;
 }
 
 int64_t dayOf(int64_t unixSeconds) {
@@ -99,8 +116,8 @@ ApiService::ApiService(Storage& storage, ApiOptions options, Clock clock, Logger
            &ApiService::sync},
           {"/api/study/lessons", "GET", 0, &m_options.readLimit, &ApiService::lessons},
           {kStrokesPath, "GET", 0, &m_options.contentLimit, &ApiService::strokes},
-          {"/api/tm/translate", "POST", m_options.maxSmallBody, &m_options.translateLimit,
-           &ApiService::translate},
+          // Limited inside: by account when signed in, else by address.
+          {"/api/tm/translate", "POST", m_options.maxSmallBody, nullptr, &ApiService::translate},
           {"/api/stats/event", "POST", m_options.maxSmallBody, &m_options.statsLimit,
            &ApiService::statsEvent},
           {"/api/stats/lookup", "POST", m_options.maxSmallBody, &m_options.statsLimit,
@@ -271,6 +288,27 @@ void ApiService::limit(const std::string& key, const RateLimit& limit) {
     }
 }
 
+int64_t ApiService::signedIn(const httplib::Request& req, Context& ctx) {
+    std::optional<std::string> token = bearerToken(req.get_header_value("Authorization"));
+    if (!token) {
+        throw HttpError(401, "an Authorization: Bearer token is required");
+    }
+    // Guessing tokens from one address is cut short before the database is
+    // asked; a user's valid token never counts against this.
+    const std::string failures = "sign-in failures a:" + clientAddress(req);
+    const auto now = RateLimiter::Clock::now();
+    if (!m_limiter.wouldAllow(failures, m_options.signInFailures, now)) {
+        throw HttpError(429, "too many requests with a bad token, slow down");
+    }
+    std::optional<int64_t> account = authenticate(m_storage, *token);
+    if (!account) {
+        m_limiter.allow(failures, m_options.signInFailures, now);
+        throw HttpError(401, "the token is not valid (unknown or revoked)");
+    }
+    ctx.account = account;
+    return *account;
+}
+
 std::string ApiService::passage(const std::string& zh) const {
     std::string_view trimmed = text::trimWhitespace(zh);
     if (trimmed.empty()) {
@@ -287,17 +325,8 @@ std::string ApiService::passage(const std::string& zh) const {
 }
 
 void ApiService::sync(const httplib::Request& req, httplib::Response& res, Context& ctx) {
-    std::optional<std::string> token = bearerToken(req.get_header_value("Authorization"));
-    if (!token) {
-        throw HttpError(401, "an Authorization: Bearer token is required");
-    }
-    // Before the database is asked, so a flood of guesses costs little.
-    limit("sync t:" + token->substr(0, 16), m_options.syncLimit);
-    std::optional<int64_t> account = authenticate(m_storage, *token);
-    if (!account) {
-        throw HttpError(401, "the token is not valid (unknown or revoked)");
-    }
-    ctx.account = account;
+    int64_t account = signedIn(req, ctx);
+    limit("sync u:" + std::to_string(account), m_options.syncLimit);
 
     wire::Decoded<wire::SyncRequest> request = wire::decodeSyncRequest(req.body);
     if (!request) {
@@ -322,7 +351,7 @@ void ApiService::sync(const httplib::Request& req, httplib::Response& res, Conte
     size_t logsIn = push.logs.size();
     std::vector<wire::SyncRejection> rejected = normalizePush(push);
     clampFutureStamps(push, m_clock.now());
-    SyncPull pull = m_storage.exchange(*account, push, m_options.pull);
+    SyncPull pull = m_storage.exchange(account, push, m_options.pull);
 
     ctx.fields = {{"cards_in", cardsIn},
                   {"logs_in", logsIn},
@@ -346,10 +375,20 @@ void ApiService::sync(const httplib::Request& req, httplib::Response& res, Conte
     setJson(res, 200, wire::encodeSyncResponse(response));
 }
 
-void ApiService::lessons(const httplib::Request&, httplib::Response& res, Context& ctx) {
+void ApiService::lessons(const httplib::Request& req, httplib::Response& res, Context& ctx) {
     std::vector<StoredLesson> all = m_storage.lessons();
     ctx.fields = {{"lessons", all.size()}};
-    setJson(res, 200, feedBody(all));
+    std::string body = feedBody(all);
+    // The same for everyone and rarely changed: caches in between may keep
+    // it for a few minutes, and a client that has it is answered 304.
+    const std::string etag = "\"" + sha256Hex(body).substr(0, 32) + "\"";
+    res.set_header("Cache-Control", "public, max-age=300");
+    res.set_header("ETag", etag);
+    if (req.get_header_value("If-None-Match") == etag) {
+        res.status = 304;
+        return;
+    }
+    setJson(res, 200, std::move(body));
 }
 
 void ApiService::strokes(const httplib::Request& req, httplib::Response& res, Context& ctx) {
@@ -386,7 +425,23 @@ void ApiService::translate(const httplib::Request& req, httplib::Response& res, 
         throw HttpError(400, request.error);
     }
     std::string zh = passage(request->zh);
-    TmAnswer answer = m_storage.translateOrQueue(zh, m_clock.now(), m_options.maxQueue);
+    QueueLimits queue{m_options.maxQueue, {}, m_options.maxWaitingPerRequester};
+    if (req.has_header("Authorization")) {
+        int64_t account = signedIn(req, ctx);
+        const std::string key = "tm u:" + std::to_string(account);
+        limit(key, m_options.accountTranslateMinute);
+        if (!m_dailyQuota.allow(key, m_options.accountTranslateDay, RateLimiter::Clock::now())) {
+            throw HttpError(429, "this account's translations for today are used up");
+        }
+        queue.requester = "u:" + std::to_string(account);
+    } else if (!m_options.anonymousTranslation) {
+        throw HttpError(401, "sign in to translate");
+    } else {
+        const std::string address = clientAddress(req);
+        limit("tm a:" + address, m_options.translateLimit);
+        queue.requester = "a:" + address;
+    }
+    TmAnswer answer = m_storage.translateOrQueue(zh, m_clock.now(), queue);
     wire::TranslateResponse response;
     switch (answer.kind) {
         case TmAnswer::Kind::Memory:
@@ -404,6 +459,9 @@ void ApiService::translate(const httplib::Request& req, httplib::Response& res, 
             break;
         case TmAnswer::Kind::QueueFull:
             throw HttpError(503, "the translation queue is full, try again later");
+        case TmAnswer::Kind::OverShare:
+            m_metrics.add("talvo_tm_over_share_total", 1);
+            throw HttpError(429, "too many of your passages wait for a translation already");
     }
     ctx.fields = {{"source", *response.source}};
     setJson(res, 200, wire::encodeTranslateResponse(response));
@@ -414,31 +472,32 @@ void ApiService::statsEvent(const httplib::Request& req, httplib::Response& res,
     if (!event) {
         throw HttpError(400, event.error);
     }
-    const std::string& name = event->name;
-    if (name.empty() || name.size() > kMaxEventNameBytes ||
-        !std::all_of(name.begin(), name.end(), isEventNameChar)) {
-        throw HttpError(400, "name: 1 to 64 letters, digits, '_', '.' or '-'");
-    }
-    // What an event is counted by: the feature for feature use, the version
-    // for launches; other events only by name.
-    std::string detail;
     auto param = [&](const char* key) -> std::string {
         auto it = event->params.find(key);
         return it == event->params.end() ? std::string() : it->second;
     };
+    // Only what the desktop program sends is counted, so the table holds
+    // nothing a stranger chose to write into it. What an event is counted
+    // by: the feature for feature use, the version for launches.
+    const std::string& name = event->name;
+    std::string detail;
     if (name == wire::kFeatureUsedEvent) {
         detail = param("name");
-        if (detail.empty()) {
-            throw HttpError(400, "params.name: required for feature_used");
+        if (std::find(std::begin(wire::kKnownFeatures), std::end(wire::kKnownFeatures), detail) ==
+            std::end(wire::kKnownFeatures)) {
+            throw HttpError(400, "params.name: not a feature of the program");
         }
     } else if (name == wire::kAppOpenEvent) {
         detail = param("app_version");
         if (detail.empty()) {
             detail = "?";
         }
-    }
-    if (detail.size() > kMaxEventDetailBytes || detail.find('\0') != std::string::npos) {
-        throw HttpError(400, "params: value too long or not text");
+        if (detail.size() > kMaxVersionBytes ||
+            !std::all_of(detail.begin(), detail.end(), isVersionChar)) {
+            throw HttpError(400, "params.app_version: not a version");
+        }
+    } else {
+        throw HttpError(400, "name: not an event of the program");
     }
     m_storage.countEvent(dayOf(m_clock.now()), name, detail);
     ctx.fields = {{"event", name}};
@@ -450,7 +509,15 @@ void ApiService::statsLookup(const httplib::Request& req, httplib::Response& res
     if (!report) {
         throw HttpError(400, report.error);
     }
-    m_storage.countLookup(dayOf(m_clock.now()), passage(report->zh));
+    std::string zh = passage(report->zh);
+    if (zh.size() > kMaxLookupBytes) {
+        throw HttpError(413, "zh: longer than " + std::to_string(kMaxLookupBytes) + " bytes");
+    }
+    // A lookup report is a passage someone read: Hán text, not anything.
+    if (!isHanPassage(zh)) {
+        throw HttpError(400, "zh: not Hán text");
+    }
+    m_storage.countLookup(dayOf(m_clock.now()), zh);
     setJson(res, 200, R"({"ok":true})");
 }
 

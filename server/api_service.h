@@ -27,10 +27,20 @@ struct ApiOptions {
     // token. Every other route: per client address, whatever a client says
     // its device is (a header anyone can change at will).
     RateLimit syncLimit{5, 60};
-    RateLimit translateLimit{1, 30};
-    RateLimit statsLimit{10, 120};
+    RateLimit statsLimit{1, 60};
     RateLimit readLimit{5, 60};
-    int64_t maxQueue = 10000;       // passages waiting for a translation
+    // Failed sign-ins per client address, before the database is asked.
+    RateLimit signInFailures{0.5, 20};
+    // Translation spends the operator's machine-translation budget: signed-in
+    // accounts have a quota a minute and a day; requests without a token are
+    // refused unless the operator allows them, and then limited per address.
+    RateLimit accountTranslateMinute{10.0 / 60, 10};
+    RateLimit accountTranslateDay{300.0 / 86400, 300};
+    bool anonymousTranslation = false;
+    RateLimit translateLimit{0.1, 10};  // per address, without a token
+    int64_t maxQueue = 10000;           // passages waiting for a translation
+    // Passages one address (without a token) or one account may have waiting.
+    int64_t maxWaitingPerRequester = 100;
     size_t maxPassageBytes = 4000;  // translate and lookup reports
     // Per-character stroke files (<char>.json) served under kStrokesPath for
     // desktop copies that lack one; empty: that route answers 404.
@@ -103,6 +113,9 @@ class ApiService {
     void writeMetrics(httplib::Response& res);
 
     void limit(const std::string& key, const RateLimit& limit);
+    // The account of the request's bearer token; throws 401 (none, unknown,
+    // revoked) or 429 (too many failed tokens from this address).
+    int64_t signedIn(const httplib::Request& req, Context& ctx);
     // Trims and bounds a passage; throws HttpError 400 or 413.
     std::string passage(const std::string& zh) const;
     void finish(const httplib::Request& req, httplib::Response& res, size_t route, double seconds,
@@ -118,6 +131,9 @@ class ApiService {
     std::vector<Route> m_routes;
     Metrics m_metrics;
     RateLimiter m_limiter;
+    // Daily quotas apart: their buckets refill over a day, and the shared
+    // limiter may drop a bucket idle for a minute when memory runs short.
+    RateLimiter m_dailyQuota;
 };
 
 // The JSON error body and the headers the status calls for.

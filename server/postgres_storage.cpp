@@ -97,6 +97,11 @@ CREATE TABLE stat_lookup (
 )sql",
     // A card's logs, read to replay its state when several devices review it.
     "CREATE INDEX review_log_by_card ON review_log (account_id, card_uid);",
+    // Who queued a passage, so one address or account cannot fill the queue.
+    R"sql(
+ALTER TABLE tm_passage ADD COLUMN requester TEXT;
+CREATE INDEX tm_waiting_by_requester ON tm_passage (requester) WHERE vi IS NULL;
+)sql",
 };
 constexpr int kSchemaVersion = static_cast<int>(std::size(kMigrations));
 
@@ -506,7 +511,8 @@ std::vector<StoredLesson> PostgresStorage::lessons() {
     return out;
 }
 
-TmAnswer PostgresStorage::translateOrQueue(const std::string& zh, int64_t now, int64_t maxQueue) {
+TmAnswer PostgresStorage::translateOrQueue(const std::string& zh, int64_t now,
+                                           const QueueLimits& limits) {
     std::string hash = sha256Hex(zh);
     TmAnswer answer;
     transact([&](PgConnection& c) {
@@ -520,16 +526,24 @@ TmAnswer PostgresStorage::translateOrQueue(const std::string& zh, int64_t now, i
         if (known.rows() == 0) {
             int64_t waiting =
                 c.exec("SELECT count(*) FROM tm_passage WHERE vi IS NULL").int64(0, 0);
-            if (waiting >= maxQueue) {
+            if (waiting >= limits.maxQueue) {
                 answer.kind = TmAnswer::Kind::QueueFull;
+                return;
+            }
+            if (limits.maxPerRequester > 0 &&
+                c.exec("SELECT count(*) FROM tm_passage WHERE vi IS NULL AND requester = $1",
+                       PgParams().add(limits.requester))
+                        .int64(0, 0) >= limits.maxPerRequester) {
+                answer.kind = TmAnswer::Kind::OverShare;
                 return;
             }
         }
         PgResult r = c.exec(
-            "INSERT INTO tm_passage (zh_hash, zh, created_at) VALUES ($1, $2, $3)"
+            "INSERT INTO tm_passage (zh_hash, zh, created_at, requester)"
+            " VALUES ($1, $2, $3, NULLIF($4, ''))"
             " ON CONFLICT (zh_hash) DO UPDATE SET requests = tm_passage.requests + 1"
             " RETURNING vi, model",
-            PgParams().add(hash).add(zh).add(now));
+            PgParams().add(hash).add(zh).add(now).add(limits.requester));
         if (r.rows() == 1 && !r.isNull(0, 0)) {
             answer = {TmAnswer::Kind::Memory, r.text(0, 0), r.text(0, 1)};
         }

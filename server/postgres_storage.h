@@ -40,7 +40,9 @@ class PostgresStorage : public Storage {
     bool removeLesson(int64_t id) override;
     std::vector<StoredLesson> lessons() override;
 
-    TmAnswer translateOrQueue(const std::string& zh, int64_t now, int64_t maxQueue) override;
+    using Storage::translateOrQueue;
+    TmAnswer translateOrQueue(const std::string& zh, int64_t now,
+                              const QueueLimits& limits) override;
     std::optional<TmJob> claimJob(int64_t now, int64_t leaseSeconds) override;
     bool putTranslation(int64_t id, const std::string& vi, const std::string& model,
                         int64_t now) override;

@@ -8,6 +8,16 @@ namespace talvo::server {
 RateLimiter::RateLimiter(size_t maxKeys) : m_maxPerShard(std::max<size_t>(1, maxKeys / kShards)) {}
 
 bool RateLimiter::allow(const std::string& key, const RateLimit& limit, Clock::time_point now) {
+    return check(key, limit, now, true);
+}
+
+bool RateLimiter::wouldAllow(const std::string& key, const RateLimit& limit,
+                             Clock::time_point now) {
+    return check(key, limit, now, false);
+}
+
+bool RateLimiter::check(const std::string& key, const RateLimit& limit, Clock::time_point now,
+                        bool take) {
     if (!limit.enabled()) {
         return true;
     }
@@ -15,6 +25,9 @@ bool RateLimiter::allow(const std::string& key, const RateLimit& limit, Clock::t
     std::lock_guard lock(shard.mutex);
     auto it = shard.buckets.find(key);
     if (it == shard.buckets.end()) {
+        if (!take) {
+            return limit.burst >= 1;
+        }
         if (shard.buckets.size() >= m_maxPerShard) {
             prune(shard, limit, now);
         }
@@ -29,7 +42,9 @@ bool RateLimiter::allow(const std::string& key, const RateLimit& limit, Clock::t
     if (b.tokens < 1) {
         return false;
     }
-    b.tokens -= 1;
+    if (take) {
+        b.tokens -= 1;
+    }
     return true;
 }
 

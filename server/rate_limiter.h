@@ -31,6 +31,8 @@ class RateLimiter {
 
     // True when the request may go ahead; takes one token from key's bucket.
     bool allow(const std::string& key, const RateLimit& limit, Clock::time_point now);
+    // Whether allow() would say yes, without taking a token.
+    bool wouldAllow(const std::string& key, const RateLimit& limit, Clock::time_point now);
 
   private:
     struct Bucket {
@@ -43,6 +45,7 @@ class RateLimiter {
     };
     static constexpr size_t kShards = 16;
 
+    bool check(const std::string& key, const RateLimit& limit, Clock::time_point now, bool take);
     void prune(Shard& shard, const RateLimit& limit, Clock::time_point now);
 
     size_t m_maxPerShard;

@@ -253,10 +253,26 @@ struct Cli {
             }
             api.syncLimit = scaled(api.syncLimit, factor);
             api.translateLimit = scaled(api.translateLimit, factor);
+            api.accountTranslateMinute = scaled(api.accountTranslateMinute, factor);
+            api.accountTranslateDay = scaled(api.accountTranslateDay, factor);
+            api.signInFailures = scaled(api.signInFailures, factor);
             api.statsLimit = scaled(api.statsLimit, factor);
             api.readLimit = scaled(api.readLimit, factor);
             api.contentLimit = scaled(api.contentLimit, factor);
         }
+        if (auto n = o.take("--translate-per-minute")) {
+            double perMinute =
+                static_cast<double>(intOption("--translate-per-minute", *n, 0, 10000));
+            api.accountTranslateMinute = RateLimit{perMinute / 60, perMinute};
+        }
+        if (auto n = o.take("--translate-per-day")) {
+            double perDay = static_cast<double>(intOption("--translate-per-day", *n, 0, 10000000));
+            api.accountTranslateDay = RateLimit{perDay / 86400, perDay};
+        }
+        if (auto n = o.take("--queue-share")) {
+            api.maxWaitingPerRequester = intOption("--queue-share", *n, 1, 10000000);
+        }
+        api.anonymousTranslation = o.flag("--anonymous-translation");
         api.strokesDir = o.take("--strokes").value_or(defaultStrokesDir(env));
         api.metricsToken = env.getenv(metricsTokenEnv).value_or("");
         if (auto proxies = o.take("--trusted-proxies")) {
@@ -553,6 +569,9 @@ std::string usage() {
            "        [--tls-cert PEM --tls-key PEM | --behind-tls-proxy]\n"
            "        [--metrics-listen HOST:PORT|off] [--metrics-token-env VAR]\n"
            "        [--trusted-proxies ADDR,...]\n"
+           "        [--translate-per-minute N] [--translate-per-day N] (per account; 0: no limit)\n"
+           "        [--anonymous-translation] [--queue-share N] (passages one address or\n"
+           "        account may have waiting)\n"
            "        [--mt-url URL] [--mt-model NAME] [--mt-key-env VAR] [--strokes DIR]\n"
            "        [--log-level debug|info|warn|error] [--rate-scale F] [--page-rows N]\n"
            "  migrate                      bring the database schema up to date\n"

@@ -98,6 +98,11 @@ CREATE TABLE stat_lookup (
 )sql",
     // A card's logs, read to replay its state when several devices review it.
     "CREATE INDEX review_log_by_card ON review_log(account_id, card_uid);",
+    // Who queued a passage, so one address or account cannot fill the queue.
+    R"sql(
+ALTER TABLE tm_passage ADD COLUMN requester TEXT;
+CREATE INDEX tm_waiting_by_requester ON tm_passage(requester) WHERE vi IS NULL;
+)sql",
 };
 constexpr int kSchemaVersion = static_cast<int>(std::size(kMigrations));
 
@@ -678,7 +683,8 @@ std::vector<StoredLesson> SqliteStorage::lessons() {
     return out;
 }
 
-TmAnswer SqliteStorage::translateOrQueue(const std::string& zh, int64_t now, int64_t maxQueue) {
+TmAnswer SqliteStorage::translateOrQueue(const std::string& zh, int64_t now,
+                                         const QueueLimits& limits) {
     std::string hash = sha256Hex(zh);
     TmAnswer answer;
     bool known = false;
@@ -715,16 +721,32 @@ TmAnswer SqliteStorage::translateOrQueue(const std::string& zh, int64_t now, int
         db::Statement& count = prepare(db, "SELECT COUNT(*) FROM tm_passage WHERE vi IS NULL");
         {
             db::ScopedReset reset(count);
-            if (count.step() && count.int64(0) >= maxQueue) {
+            if (count.step() && count.int64(0) >= limits.maxQueue) {
                 answer.kind = TmAnswer::Kind::QueueFull;
                 return;
             }
             checkEnd(db);
         }
-        db::Statement& insert =
-            prepare(db, "INSERT INTO tm_passage (zh_hash, zh, created_at) VALUES (?,?,?)");
+        if (limits.maxPerRequester > 0) {
+            db::Statement& mine =
+                prepare(db, "SELECT COUNT(*) FROM tm_passage WHERE vi IS NULL AND requester=?");
+            db::ScopedReset reset(mine);
+            mine.bind(1, limits.requester);
+            if (mine.step() && mine.int64(0) >= limits.maxPerRequester) {
+                answer.kind = TmAnswer::Kind::OverShare;
+                return;
+            }
+            checkEnd(db);
+        }
+        db::Statement& insert = prepare(
+            db, "INSERT INTO tm_passage (zh_hash, zh, created_at, requester) VALUES (?,?,?,?)");
         db::ScopedReset reset(insert);
         insert.bind(1, hash).bind(2, zh).bind(3, now);
+        if (limits.requester.empty()) {
+            insert.bindNull(4);
+        } else {
+            insert.bind(4, limits.requester);
+        }
         run(db, insert);
     });
     return answer;

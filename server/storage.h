@@ -90,10 +90,21 @@ struct StoredLesson {
 
 // The answer to a translation request.
 struct TmAnswer {
-    enum class Kind { Memory, Queued, QueueFull };
+    // OverShare: the requester already has its share of the queue waiting.
+    enum class Kind { Memory, Queued, QueueFull, OverShare };
     Kind kind = Kind::Queued;
     std::string vi;
     std::string model;
+};
+
+// How much of the translation queue one request may fill.
+struct QueueLimits {
+    int64_t maxQueue = 0;  // passages waiting in all
+    // Who asks ("a:ADDRESS" or "u:ACCOUNT"), remembered with a passage it
+    // queues; with maxPerRequester > 0, a requester with that many passages
+    // waiting queues no more until some are translated.
+    std::string requester;
+    int64_t maxPerRequester = 0;
 };
 
 // A passage waiting for a translation.
@@ -166,8 +177,12 @@ class Storage {
 
     // Translation memory. zh must be trimmed and non-empty. A passage not yet
     // translated is queued (once; asking again counts a request), unless
-    // maxQueue passages already wait.
-    virtual TmAnswer translateOrQueue(const std::string& zh, int64_t now, int64_t maxQueue) = 0;
+    // the queue or the requester's share of it is full.
+    virtual TmAnswer translateOrQueue(const std::string& zh, int64_t now,
+                                      const QueueLimits& limits) = 0;
+    TmAnswer translateOrQueue(const std::string& zh, int64_t now, int64_t maxQueue) {
+        return translateOrQueue(zh, now, QueueLimits{maxQueue, {}, 0});
+    }
     // Takes the oldest waiting passage that no one holds, and holds it until
     // now + leaseSeconds (a worker that dies lets it go that way).
     virtual std::optional<TmJob> claimJob(int64_t now, int64_t leaseSeconds) = 0;

@@ -20,10 +20,6 @@ bool hasNul(std::string_view s) {
     return s.find('\0') != std::string_view::npos;
 }
 
-bool goodId(std::string_view s) {
-    return !s.empty() && s.size() <= kMaxIdBytes && !hasNul(s);
-}
-
 // Why a row cannot be stored; empty when it can.
 std::string idProblem(const char* name, std::string_view s) {
     if (s.empty()) {

@@ -492,7 +492,9 @@ void PopupView::showTranslation(const wire::TranslateResult& r) {
             setRole(m_translationLabel, "queued");
             break;
         case wire::TranslateResult::Kind::failed:
-            m_translationLabel->setText(m_l10n.text(msg::kTranslationFailed));
+        case wire::TranslateResult::Kind::signInNeeded:
+        case wire::TranslateResult::Kind::limited:
+            m_translationLabel->setText(m_l10n.text(translationFailureText(r.kind)));
             setRole(m_translationLabel, "failed");
             break;
     }

@@ -262,6 +262,18 @@ inline constexpr Tr kTranslationQueued{
     "此段正在排隊翻譯，請稍後再試。",
     "Queued for translation — check back shortly.",
 };
+// The service translates only for signed-in users unless its operator allows
+// everyone; a sign-in token is set in Settings.
+inline constexpr Tr kTranslationNeedsSignIn{
+    "Cần đăng nhập để dịch: hãy nhập mã đăng nhập trong Cài đặt.",
+    "翻譯需要登入：請在設定中輸入登入權杖。",
+    "Sign in to translate: enter your sign-in token in Settings.",
+};
+inline constexpr Tr kTranslationLimited{
+    "Đã dùng hết lượt dịch lúc này. Thử lại sau.",
+    "翻譯次數暫時已用完，請稍後再試。",
+    "No translations left for now. Try again later.",
+};
 inline constexpr Tr kAddToStudy{"Thêm vào thẻ học", "加入學習", "Add to study"};
 inline constexpr Tr kAddedToStudy{"Đã thêm vào thẻ học", "已加入學習", "Added to study"};
 inline constexpr Tr kEditReading{"Sửa âm", "修改讀音", "Edit reading"};

@@ -76,4 +76,15 @@ std::string reversePlainText(const ReverseLookup& result) {
     return out;
 }
 
+const Tr& translationFailureText(wire::TranslateResult::Kind kind) {
+    switch (kind) {
+        case wire::TranslateResult::Kind::signInNeeded:
+            return msg::kTranslationNeedsSignIn;
+        case wire::TranslateResult::Kind::limited:
+            return msg::kTranslationLimited;
+        default:
+            return msg::kTranslationFailed;
+    }
+}
+
 }  // namespace talvo

@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "core/l10n/localization.h"
 #include "core/lookup/lookup_result.h"
+#include "core/wire/translate_records.h"
 
 namespace talvo {
 
@@ -19,5 +21,8 @@ std::string lookupPlainText(const PhraseLookup& result);
 // One reverse lookup as plain text: the whole words first ("thương hàn: 傷寒"),
 // then a line per syllable with its candidates.
 std::string reversePlainText(const ReverseLookup& result);
+
+// What the reader is told when a translation did not come back.
+const Tr& translationFailureText(wire::TranslateResult::Kind kind);
 
 }  // namespace talvo

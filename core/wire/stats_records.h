@@ -28,6 +28,10 @@ struct LookupReport {
 // Event names and parameter keys the desktop program sends.
 inline constexpr std::string_view kAppOpenEvent = "app_open";
 inline constexpr std::string_view kFeatureUsedEvent = "feature_used";
+// The features "feature_used" names; the server counts no others.
+inline constexpr std::string_view kKnownFeatures[] = {
+    "lookup", "reverse", "translate", "study", "study_add", "study_profile", "study_lessons", "ocr",
+};
 
 std::string encodeStatsEvent(const StatsEvent& e);
 Decoded<StatsEvent> decodeStatsEvent(std::string_view body);

@@ -40,6 +40,12 @@ Decoded<TranslateResponse> decodeTranslateResponse(std::string_view body) {
 }
 
 TranslateResult translateOutcome(int httpStatus, std::string_view body) {
+    if (httpStatus == 401) {
+        return TranslateResult::signInNeeded();
+    }
+    if (httpStatus == 429) {
+        return TranslateResult::limited();
+    }
     if (httpStatus != 200) {
         return TranslateResult::failed();
     }

@@ -28,13 +28,18 @@ struct TranslateResponse {
 
 // The outcome of one translation request as the popup shows it.
 struct TranslateResult {
-    enum class Kind { translated, queued, failed };
+    // signInNeeded: the service answered 401 (translation is for signed-in
+    // users, or the token is no longer valid); limited: 429, a quota or the
+    // queue share is spent for now.
+    enum class Kind { translated, queued, failed, signInNeeded, limited };
     Kind kind = Kind::failed;
     std::string text;  // the translation when kind is translated, else empty
 
     static TranslateResult translated(std::string vi) { return {Kind::translated, std::move(vi)}; }
     static TranslateResult queued() { return {Kind::queued, {}}; }
     static TranslateResult failed() { return {Kind::failed, {}}; }
+    static TranslateResult signInNeeded() { return {Kind::signInNeeded, {}}; }
+    static TranslateResult limited() { return {Kind::limited, {}}; }
 
     bool operator==(const TranslateResult&) const = default;
 };
@@ -47,7 +52,8 @@ Decoded<TranslateRequest> decodeTranslateRequest(std::string_view body);
 std::string encodeTranslateResponse(const TranslateResponse& r);
 Decoded<TranslateResponse> decodeTranslateResponse(std::string_view body);
 
-// The client's verdict on an HTTP answer: anything but status 200 fails; a
+// The client's verdict on an HTTP answer: 401 needs a sign-in, 429 is
+// limited, anything else but status 200 fails; a
 // body that does not decode fails; a non-empty "vi" wins; otherwise "source"
 // exactly "queued" means queued; anything else fails.
 TranslateResult translateOutcome(int httpStatus, std::string_view body);

@@ -59,11 +59,17 @@ TEST_F(OnlineClientsTest, TranslateSendsThePassageAndReadsTheOutcome) {
     EXPECT_EQ(json::parse(req.body), (json{{"zh", "傷寒論"}}));
     EXPECT_EQ(req.header("Content-Type"), "application/json");
     EXPECT_EQ(req.header("X-Device-Id"), "DEV-A");
+    // Signed in (and on this machine, so not in clear text across a network).
+    EXPECT_EQ(req.header("Authorization"), "Bearer tok-123");
 
     server.answer("POST", "/api/tm/translate", 200, R"({"vi": "", "source": "queued"})");
     EXPECT_EQ(translate("傷寒論").kind, Kind::queued);
     server.answer("POST", "/api/tm/translate", 404, R"({"vi": "x"})");
     EXPECT_EQ(translate("傷寒論").kind, Kind::failed);
+    server.answer("POST", "/api/tm/translate", 401, R"({"error": "sign in to translate"})");
+    EXPECT_EQ(translate("傷寒論").kind, Kind::signInNeeded);
+    server.answer("POST", "/api/tm/translate", 429, R"({"error": "slow down"})");
+    EXPECT_EQ(translate("傷寒論").kind, Kind::limited);
     server.answer("POST", "/api/tm/translate", 200, "not json");
     EXPECT_EQ(translate("傷寒論").kind, Kind::failed);
     server.on("POST", "/api/tm/translate", server.hang());

@@ -21,6 +21,12 @@ void TMService::translate(const std::string& zh, Completion done) {
     request.timeout = m_timeout;
     request.headers = {{"Content-Type", "application/json"},
                        {"X-Device-Id", m_config.deviceIdNow()}};
+    // Signed in, the translation counts against the user's own quota; never
+    // over plain http to another machine, where the token would be readable.
+    if (std::optional<std::string> token = m_config.accessTokenNow();
+        token && !token->empty() && !carriesTokenInClear(m_config.baseUrlNow())) {
+        request.headers.emplace_back("Authorization", "Bearer " + *token);
+    }
     request.body = wire::encodeTranslateRequest({zh});
     m_trip.run<Result>(
         std::move(request),

@@ -12,10 +12,10 @@
 namespace talvo {
 
 // Asks the service's translation memory for a Vietnamese translation of a Hán
-// passage: POST base + /api/tm/translate with {"zh": passage} and the device
-// id. The outcome is translated(text), queued or failed; every error (no
-// usable service URL, transport, status, body) is failed. No cache, no
-// retries, no state between calls.
+// passage: POST base + /api/tm/translate with {"zh": passage}, the device
+// id and, when signed in, the sign-in token. The outcome is translated(text), queued or failed;
+// every error (no usable service URL, transport, status, body) is failed. No cache, no retries, no
+// state between calls.
 //
 // Threads: translate() may be called from the owner thread; the request runs
 // on `background` and `done` is called through `owner`. Several calls may be

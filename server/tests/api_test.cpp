@@ -117,13 +117,23 @@ TEST_F(ApiTest, EveryRouteRefusesBadInputWithAJsonError) {
             .first,
         400);
     EXPECT_EQ(error(post("/api/study/sync", syncBody("A", -1), token)).first, 400);
-    EXPECT_EQ(error(post("/api/tm/translate", "{\"zh\":\"\xff\xfe\"}")).first, 400);  // bad UTF-8
-    EXPECT_EQ(error(post("/api/tm/translate", R"({"zh":"  \n "})")).first, 400);
-    EXPECT_EQ(error(post("/api/tm/translate", R"([1,2])")).first, 400);
-    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"bad name!"})")).first, 400);
-    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"feature_used","params":{}})")).first, 400);
-    EXPECT_EQ(error(post("/api/stats/event", R"({"name":"x","params":{"a":1}})")).first, 400);
-    EXPECT_EQ(error(post("/api/stats/lookup", R"({"zh":5})")).first, 400);
+    EXPECT_EQ(error(post("/api/tm/translate", "{\"zh\":\"\xff\xfe\"}", token)).first,
+              400);  // bad UTF-8
+    EXPECT_EQ(error(post("/api/tm/translate", R"({"zh":"  \n "})", token)).first, 400);
+    EXPECT_EQ(error(post("/api/tm/translate", R"([1,2])", token)).first, 400);
+    // Statistics count only what the program sends: its events, its
+    // features, a version, a passage of Hán text.
+    for (const char* event : {R"({"name":"bad name!"})", R"({"name":"signup"})",
+                              R"({"name":"feature_used","params":{}})",
+                              R"({"name":"feature_used","params":{"name":"crypto_miner"}})",
+                              R"({"name":"app_open","params":{"app_version":"<script>"}})",
+                              R"({"name":"x","params":{"a":1}})"}) {
+        EXPECT_EQ(error(post("/api/stats/event", event)).first, 400) << event;
+    }
+    for (const char* lookup :
+         {R"({"zh":5})", R"({"zh":"http://spam.example"})", R"({"zh":"傷寒\u0007"})"}) {
+        EXPECT_EQ(error(post("/api/stats/lookup", lookup)).first, 400) << lookup;
+    }
 
     auto unknown = error(server.client().Get("/api/nothing"));
     EXPECT_EQ(unknown.first, 404);
@@ -135,7 +145,7 @@ TEST_F(ApiTest, EveryRouteRefusesBadInputWithAJsonError) {
     // Over a route's own limit, and over the largest (httplib refuses it
     // before routing): both answer 413 in the same shape.
     std::string passage = R"({"zh":")" + std::string(5000, 'x') + R"("})";
-    EXPECT_EQ(error(post("/api/tm/translate", passage)).first, 413);
+    EXPECT_EQ(error(post("/api/tm/translate", passage, token)).first, 413);
     EXPECT_EQ(error(post("/api/stats/lookup", std::string(70 << 10, ' '))).first, 413);
     std::string huge(server.api().maxBody() + 1, ' ');
     EXPECT_EQ(error(post("/api/study/sync", huge, token)).first, 413);
@@ -145,14 +155,14 @@ TEST_F(ApiTest, EveryRouteRefusesBadInputWithAJsonError) {
 }
 
 TEST_F(ApiTest, TranslationIsQueuedThenAnsweredFromMemory) {
-    auto first = post("/api/tm/translate", R"({"zh":"  傷寒論\n"})");
+    auto first = post("/api/tm/translate", R"({"zh":"  傷寒論\n"})", token);
     ASSERT_TRUE(first);
     EXPECT_EQ(json::parse(first->body), json::parse(R"({"source":"queued"})"));
     std::vector<TmJob> waiting = db->pendingJobs(10);
     ASSERT_EQ(waiting.size(), 1u);
     EXPECT_EQ(waiting[0].zh, "傷寒論");  // trimmed before it is remembered
     db->putTranslation(waiting[0].id, "Bàn về thương hàn", "human", 1);
-    auto again = post("/api/tm/translate", R"({"zh":"傷寒論"})");
+    auto again = post("/api/tm/translate", R"({"zh":"傷寒論"})", token);
     EXPECT_EQ(json::parse(again->body),
               json::parse(R"({"vi":"Bàn về thương hàn","source":"memory","model":"human"})"));
 }
@@ -297,6 +307,7 @@ class RateLimitTest : public ApiTest {
         ApiOptions o = unlimited();
         o.syncLimit = {0.001, 3};
         o.translateLimit = {0.001, 2};
+        o.anonymousTranslation = true;
         return o;
     }
     RateLimitTest() : ApiTest(tight()) {}
@@ -323,6 +334,92 @@ TEST_F(RateLimitTest, TooManyRequestsFromOneAddressOrTokenGet429) {
               200;
     }
     EXPECT_EQ(ok, 3);
+}
+
+TEST_F(ApiTest, LessonsCanBeCachedAndRevalidated) {
+    db->putLessons({{1, 1, 1, R"({"id":1,"title":"風","items":[]})"}});
+    auto first = server.client().Get("/api/study/lessons");
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->get_header_value("Cache-Control"), "public, max-age=300");
+    std::string etag = first->get_header_value("ETag");
+    ASSERT_FALSE(etag.empty());
+    auto same = server.client().Get("/api/study/lessons", {{"If-None-Match", etag}});
+    EXPECT_EQ(same->status, 304);
+    EXPECT_TRUE(same->body.empty());
+    db->putLessons({{2, 1, 2, R"({"id":2,"title":"寒","items":[]})"}});
+    auto changed = server.client().Get("/api/study/lessons", {{"If-None-Match", etag}});
+    EXPECT_EQ(changed->status, 200);
+    EXPECT_NE(changed->get_header_value("ETag"), etag);
+}
+
+class TranslationAccessTest : public ApiTest {
+  protected:
+    static ApiOptions options(bool anonymous) {
+        ApiOptions o = unlimited();
+        o.accountTranslateMinute = {0.001, 4};
+        o.accountTranslateDay = {0.0001, 6};
+        o.translateLimit = {0.001, 100};
+        o.signInFailures = {0.001, 3};
+        o.maxWaitingPerRequester = 3;
+        o.anonymousTranslation = anonymous;
+        return o;
+    }
+    explicit TranslationAccessTest(bool anonymous = false) : ApiTest(options(anonymous)) {}
+    std::string passage(int i) { return R"({"zh":"傷寒)" + std::to_string(i) + R"("})"; }
+};
+
+TEST_F(TranslationAccessTest, SignedInAccountsHaveQuotasAndStrangersASignInMessage) {
+    auto anonymous = error(post("/api/tm/translate", passage(0)));
+    EXPECT_EQ(anonymous.first, 401);
+    EXPECT_EQ(anonymous.second, "sign in to translate");
+    EXPECT_EQ(db->pendingCount(), 0);
+
+    // Three passages may wait for one account; a fourth waits its turn.
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(post("/api/tm/translate", passage(i), token)->status, 200) << i;
+    }
+    EXPECT_EQ(error(post("/api/tm/translate", passage(4), token)).first, 429);
+    EXPECT_EQ(db->pendingCount(), 3);
+    // The refused one counted too: the minute's quota of four is spent.
+    EXPECT_EQ(error(post("/api/tm/translate", passage(1), token)).first, 429);
+
+    // Another account is not held back by the first one's use.
+    std::string other = addAccount(*db, "binh");
+    EXPECT_EQ(post("/api/tm/translate", passage(9), other)->status, 200);
+
+    // Wrong tokens: 401 each, then the address is cut short before the
+    // database is asked, whatever token it sends, until its bucket refills
+    // (two seconds a token by default).
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(error(post("/api/tm/translate", passage(0), "bad-token")).first, 401);
+    }
+    EXPECT_EQ(error(post("/api/tm/translate", passage(0), "bad-token")).first, 429);
+    EXPECT_EQ(error(post("/api/study/sync", syncBody("A", 0), other)).first, 429);
+}
+
+class AnonymousTranslationTest : public TranslationAccessTest {
+  protected:
+    AnonymousTranslationTest() : TranslationAccessTest(true) {}
+};
+
+TEST_F(AnonymousTranslationTest, OneAddressFillsOnlyItsShareOfTheQueue) {
+    int queued = 0;
+    int refused = 0;
+    for (int i = 0; i < 20; ++i) {
+        auto r = post("/api/tm/translate", passage(i), "", "device-" + std::to_string(i));
+        queued += r->status == 200;
+        refused += r->status == 429;
+    }
+    EXPECT_EQ(queued, 3);
+    EXPECT_EQ(refused, 17);
+    // Once the worker translates one, the address may queue another.
+    std::vector<TmJob> waiting = db->pendingJobs(1);
+    ASSERT_EQ(waiting.size(), 1u);
+    db->putTranslation(waiting[0].id, "Thương hàn", "m", 1);
+    EXPECT_EQ(post("/api/tm/translate", passage(50))->status, 200);
+    EXPECT_EQ(error(post("/api/tm/translate", passage(51))).first, 429);
+    // A signed-in reader behind the same address is not held back by it.
+    EXPECT_EQ(post("/api/tm/translate", passage(60), token)->status, 200);
 }
 
 TEST(ApiClientAddress, OnlyATrustedProxyMayNameTheClient) {

@@ -141,7 +141,9 @@ TEST(TranslationWorker, QueuedPassagesAreTranslatedInTheBackground) {
     Logger logger(logText, LogLevel::Warn);
     TranslationWorker worker(*db, client, logger, Clock::system());
     worker.start();
-    TestServer server(*db, unlimited(), Clock::system(), [&] { worker.notify(); });
+    ApiOptions options = unlimited();
+    options.anonymousTranslation = true;
+    TestServer server(*db, options, Clock::system(), [&] { worker.notify(); });
 
     auto post = [&] {
         return json::parse(
@@ -156,6 +158,7 @@ TEST(TranslationWorker, QueuedPassagesAreTranslatedInTheBackground) {
         answer = post();
     }
     EXPECT_EQ(answer["vi"], "Kim quỹ yếu lược");
+    ASSERT_FALSE(mt.auth().empty());
     EXPECT_TRUE(mt.auth().back().empty());  // no key configured, no header
     worker.stop();
 }

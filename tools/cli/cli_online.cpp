@@ -14,6 +14,7 @@
 #include "core/study/study_store.h"
 #include "core/sync/study_sync_store.h"
 #include "core/text/unicode.h"
+#include "core/ui/lookup_text.h"
 #include "net/async/executor.h"
 #include "net/device/device_identity.h"
 #include "net/lessons/lessons_service.h"
@@ -187,9 +188,11 @@ class OnlineSession {
         services.tm().translate(zh, [&](TMService::Result r) { result = std::move(r); });
         using Kind = TMService::Result::Kind;
         if (m_o.json) {
-            const char* kind = result.kind == Kind::translated ? "translated"
-                               : result.kind == Kind::queued   ? "queued"
-                                                               : "failed";
+            const char* kind = result.kind == Kind::translated     ? "translated"
+                               : result.kind == Kind::queued       ? "queued"
+                               : result.kind == Kind::signInNeeded ? "sign_in_needed"
+                               : result.kind == Kind::limited      ? "limited"
+                                                                   : "failed";
             json j{{"zh", zh}, {"outcome", kind}};
             j["vi"] = result.kind == Kind::translated ? json(result.text) : json(nullptr);
             m_e.out << dump(j) << '\n';
@@ -197,11 +200,13 @@ class OnlineSession {
             m_e.out << result.text << '\n';
         } else {
             (result.kind == Kind::queued ? m_e.out : m_e.err)
-                << (result.kind == Kind::queued ? msg::kTranslationQueued : msg::kTranslationFailed)
+                << (result.kind == Kind::queued ? msg::kTranslationQueued
+                                                : translationFailureText(result.kind))
                        .pick(m_o.lang)
                 << '\n';
         }
-        return result.kind == Kind::failed ? kExitFailure : kExitOk;
+        return result.kind == Kind::translated || result.kind == Kind::queued ? kExitOk
+                                                                              : kExitFailure;
     }
 
     int sync(StudyDatabase& db) {

@@ -156,6 +156,26 @@ void ApiService::install(httplib::Server& server) {
     server.Delete(".*", handler);
     server.Options(".*", handler);
     server.set_payload_max_length(maxBody());
+    // httplib reads and drops a body over the limit before it answers 413,
+    // however large the body. A little over, that lets a client that is
+    // still sending read the answer; far over its route's limit (twice, and
+    // 64 kB more), the body is refused from the headers before any of it is
+    // read, and the connection is closed behind the answer.
+    server.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
+        size_t route = routeOf(req.path);
+        size_t limit = route < m_routes.size() ? m_routes[route].maxBody : maxBody();
+        if (!req.has_header("Content-Length") ||
+            req.get_header_value<uint64_t>("Content-Length") <= 2 * uint64_t{limit} + (64 << 10)) {
+            return httplib::Server::HandlerResponse::Unhandled;
+        }
+        writeError(res, HttpError(413, limit == 0 ? std::string("this route takes no body")
+                                                  : "body larger than " + std::to_string(limit) +
+                                                        " bytes"));
+        res.set_header("Connection", "close");
+        Context ctx;
+        finish(req, res, route, 0, ctx);
+        return httplib::Server::HandlerResponse::Handled;
+    });
     server.set_error_handler([this](const httplib::Request& req, httplib::Response& res) {
         if (!res.body.empty()) {
             return;  // one of our own answers
@@ -209,6 +229,9 @@ size_t ApiService::routeOf(const std::string& path) const {
 }
 
 void ApiService::handle(const httplib::Request& req, httplib::Response& res) {
+    if (m_observer) {
+        m_observer(req, true);
+    }
     auto start = std::chrono::steady_clock::now();
     size_t route = routeOf(req.path);
     Context ctx;
@@ -254,6 +277,9 @@ void ApiService::handle(const httplib::Request& req, httplib::Response& res) {
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     finish(req, res, route, seconds, ctx);
+    if (m_observer) {
+        m_observer(req, false);
+    }
 }
 
 void ApiService::finish(const httplib::Request& req, httplib::Response& res, size_t route,

@@ -88,6 +88,12 @@ class ApiService {
     // proxy the nearest untrusted hop of X-Forwarded-For.
     std::string clientAddress(const httplib::Request& req) const;
 
+    // Told, on the request thread, when a request has been read whole and
+    // handling starts (true) and when it is answered (false). Set it before
+    // serving.
+    using RequestObserver = std::function<void(const httplib::Request&, bool started)>;
+    void setRequestObserver(RequestObserver observer) { m_observer = std::move(observer); }
+
     Metrics& metrics() { return m_metrics; }
     size_t maxBody() const;
 
@@ -127,6 +133,7 @@ class ApiService {
     Clock m_clock;
     Logger& m_logger;
     std::function<void()> m_onQueued;
+    RequestObserver m_observer;
     const PoolGauges* m_pool;
     std::vector<Route> m_routes;
     Metrics m_metrics;

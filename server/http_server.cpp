@@ -22,7 +22,7 @@ class WideBacklog : public Base {
 }  // namespace
 
 HttpServer::HttpServer(ApiService& api, HttpOptions options, PoolGauges& gauges)
-    : m_options(std::move(options)) {
+    : m_api(api), m_options(std::move(options)) {
     if (!m_options.tlsCert.empty() || !m_options.tlsKey.empty()) {
         if (m_options.tlsCert.empty() || m_options.tlsKey.empty()) {
             throw std::runtime_error("TLS needs both --tls-cert and --tls-key");
@@ -48,6 +48,15 @@ HttpServer::HttpServer(ApiService& api, HttpOptions options, PoolGauges& gauges)
     m_server->set_read_timeout(10);
     m_server->set_write_timeout(10);
     api.install(*m_server);
+    api.setRequestObserver([this](const httplib::Request& req, bool started) {
+        if (m_watch) {
+            m_watch->request(req.remote_addr, req.remote_port, started);
+        }
+    });
+}
+
+HttpServer::~HttpServer() {
+    m_api.setRequestObserver({});
 }
 
 bool HttpServer::bind() {
@@ -61,6 +70,9 @@ bool HttpServer::bind() {
     }
     if (bound) {
         m_widenBacklog();
+        if (m_options.requestDeadline.count() > 0) {
+            m_watch = std::make_unique<SlowPeerWatch>(m_port, m_options.requestDeadline);
+        }
     }
     return bound;
 }

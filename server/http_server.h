@@ -3,11 +3,13 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "server/api_service.h"
+#include "server/slow_peer_watch.h"
 #include "server/task_pool.h"
 
 namespace talvo::server {
@@ -23,6 +25,9 @@ struct HttpOptions {
     // Both set: serve HTTPS with this certificate chain and private key (PEM).
     std::string tlsCert;
     std::string tlsKey;
+    // A connection must deliver each request whole (headers and body) within
+    // this long of connecting or of its previous answer; 0: no limit.
+    std::chrono::milliseconds requestDeadline{30'000};
 };
 
 // The listening side: one httplib server (plain or TLS) on the service's
@@ -33,6 +38,7 @@ class HttpServer {
   public:
     // Throws std::runtime_error when the TLS files cannot be loaded.
     HttpServer(ApiService& api, HttpOptions options, PoolGauges& gauges);
+    ~HttpServer();
 
     // Binds the address; false when it is taken or invalid.
     bool bind();
@@ -42,9 +48,13 @@ class HttpServer {
     void stop();
     bool running() const { return m_server->is_running(); }
     bool tls() const { return m_tls; }
+    // Connections dropped for delivering a request too slowly.
+    int64_t slowPeersDropped() const { return m_watch ? m_watch->dropped() : 0; }
 
   private:
+    ApiService& m_api;
     HttpOptions m_options;
+    std::unique_ptr<SlowPeerWatch> m_watch;
     std::unique_ptr<httplib::Server> m_server;
     std::function<void()> m_widenBacklog;
     bool m_tls = false;

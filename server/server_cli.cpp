@@ -223,6 +223,10 @@ struct Cli {
             http.keepAliveSeconds = static_cast<int>(intOption("--keep-alive", *keepAlive, 0, 300));
         }
         size_t pool = 16;
+        if (auto t = o.take("--request-timeout")) {
+            http.requestDeadline =
+                std::chrono::seconds(intOption("--request-timeout", *t, 0, 3600));
+        }
         if (auto size = o.take("--db-pool")) {
             pool = static_cast<size_t>(intOption("--db-pool", *size, 1, 1000));
         }
@@ -566,6 +570,7 @@ std::string usage() {
            ")\n"
            "commands:\n"
            "  serve [--listen HOST:PORT] [--threads N] [--keep-alive SECONDS] [--db-pool N]\n"
+           "        [--request-timeout SECONDS] (to deliver a request whole; 0: none)\n"
            "        [--tls-cert PEM --tls-key PEM | --behind-tls-proxy]\n"
            "        [--metrics-listen HOST:PORT|off] [--metrics-token-env VAR]\n"
            "        [--trusted-proxies ADDR,...]\n"

@@ -50,76 +50,6 @@ constexpr auto kClientTimeout = 400ms;
 
 // ---- a talvo-server process -------------------------------------------
 
-class ServerProcess {
-  public:
-    explicit ServerProcess(std::string dbUrl) : m_url(std::move(dbUrl)) { start(); }
-    ~ServerProcess() { stop(SIGKILL); }
-
-    int port() const { return m_port; }
-
-    void start() {
-        int err[2];
-        if (pipe(err) != 0) {
-            throw std::runtime_error("pipe");
-        }
-        m_pid = fork();
-        if (m_pid == 0) {
-            dup2(err[1], 2);
-            close(err[0]);
-            execl(TALVO_SERVER_BIN, TALVO_SERVER_BIN, "--db", m_url.c_str(), "serve", "--listen",
-                  "127.0.0.1:0", "--rate-scale", "0", "--log-level", "info", nullptr);
-            _exit(127);
-        }
-        close(err[1]);
-        FILE* in = fdopen(err[0], "r");
-        char line[4096];
-        m_port = 0;
-        while (m_port == 0 && fgets(line, sizeof line, in)) {
-            auto j = nlohmann::json::parse(line, nullptr, false);
-            if (j.is_object() && j.value("msg", "") == "listening") {
-                m_port = j.value("port", 0);
-            }
-        }
-        if (m_port == 0) {
-            fclose(in);
-            throw std::runtime_error("talvo-server did not start");
-        }
-        // Keep reading, or a full pipe would stall the server's request log.
-        m_drain = std::thread([in] {
-            char buf[4096];
-            while (fgets(buf, sizeof buf, in)) {
-            }
-            fclose(in);
-        });
-    }
-
-    // Sends the signal and returns at once (stop() then reaps the process).
-    void signal(int sig) {
-        if (m_pid > 0) {
-            kill(m_pid, sig);
-        }
-    }
-
-    void stop(int sig) {
-        if (m_pid <= 0) {
-            return;
-        }
-        kill(m_pid, sig);
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        if (m_drain.joinable()) {
-            m_drain.join();
-        }
-    }
-
-  private:
-    std::string m_url;
-    pid_t m_pid = -1;
-    int m_port = 0;
-    std::thread m_drain;
-};
-
 // ---- the fault proxy ------------------------------------------------------
 
 bool sendAll(int fd, std::string_view data) {
@@ -378,7 +308,7 @@ void runSeed(uint64_t seed, int rounds) {
     TempDir dir;
     const std::string dbUrl = "sqlite:" + dir.file("server.sqlite");
     const std::string token = addAccount(*openStorage(dbUrl, 1), "learner");
-    ServerProcess server(dbUrl);
+    ServerProcess server(dbUrl, {"--rate-scale", "0"});
     FaultProxy proxy(seed, server.port());
     CurlTransport curl{CurlTransport::Options{"*"}};
     std::mt19937_64 random(seed * 7919 + 1);

@@ -1,6 +1,10 @@
 #include "server/tests/test_support.h"
 
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <nlohmann/json.hpp>
 
 #include <atomic>
 #include <cstdlib>
@@ -139,9 +143,103 @@ httplib::Client TestServer::client() const {
     return c;
 }
 
+ServerProcess::ServerProcess(std::string dbUrl, std::vector<std::string> args)
+    : m_url(std::move(dbUrl)), m_args(std::move(args)) {
+    start();
+}
+
+ServerProcess::~ServerProcess() {
+    stop(SIGKILL);
+}
+
+httplib::Client ServerProcess::client() const {
+    httplib::Client c("127.0.0.1", m_port);
+    c.set_read_timeout(30);
+    return c;
+}
+
+void ServerProcess::start() {
+    std::vector<std::string> argv{TALVO_SERVER_BIN, "--db",        m_url,         "serve",
+                                  "--listen",       "127.0.0.1:0", "--log-level", "info"};
+    argv.insert(argv.end(), m_args.begin(), m_args.end());
+    std::vector<char*> cargv;
+    for (std::string& a : argv) {
+        cargv.push_back(a.data());
+    }
+    cargv.push_back(nullptr);
+    int err[2];
+    if (pipe(err) != 0) {
+        throw std::runtime_error("pipe");
+    }
+    m_pid = fork();
+    if (m_pid == 0) {
+        dup2(err[1], 2);
+        close(err[0]);
+        execv(TALVO_SERVER_BIN, cargv.data());
+        _exit(127);
+    }
+    close(err[1]);
+    FILE* in = fdopen(err[0], "r");
+    char line[4096];
+    m_port = 0;
+    while (m_port == 0 && fgets(line, sizeof line, in)) {
+        {
+            std::lock_guard lock(m_mutex);
+            m_log += line;
+        }
+        auto j = nlohmann::json::parse(line, nullptr, false);
+        if (j.is_object() && j.value("msg", "") == "listening") {
+            m_port = j.value("port", 0);
+        }
+    }
+    if (m_port == 0) {
+        fclose(in);
+        throw std::runtime_error("talvo-server did not start: " + logText());
+    }
+    // Keep reading, or a full pipe would stall the server's request log.
+    m_drain = std::thread([this, in] {
+        char buf[4096];
+        while (fgets(buf, sizeof buf, in)) {
+            std::lock_guard lock(m_mutex);
+            m_log += buf;
+        }
+        fclose(in);
+    });
+}
+
+void ServerProcess::signal(int sig) {
+    if (m_pid > 0) {
+        kill(m_pid, sig);
+    }
+}
+
+void ServerProcess::stop(int sig) {
+    if (m_pid <= 0) {
+        return;
+    }
+    kill(m_pid, sig);
+    int status = 0;
+    waitpid(m_pid, &status, 0);
+    m_pid = -1;
+    if (m_drain.joinable()) {
+        m_drain.join();
+    }
+}
+
+bool ServerProcess::alive() {
+    int status = 0;
+    return m_pid > 0 && waitpid(m_pid, &status, WNOHANG) == 0;
+}
+
+std::string ServerProcess::logText() const {
+    std::lock_guard lock(m_mutex);
+    return m_log;
+}
+
 ApiOptions unlimited() {
     ApiOptions o;
-    o.syncLimit = o.translateLimit = o.statsLimit = o.readLimit = o.contentLimit = RateLimit{};
+    o.syncLimit = o.translateLimit = o.statsLimit = o.readLimit = o.contentLimit =
+        o.accountTranslateMinute = o.accountTranslateDay = o.signInFailures = RateLimit{};
     o.metricsToken = "operator-secret";
     return o;
 }

@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <sys/types.h>
+
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "server/api_service.h"
 #include "server/http_server.h"
@@ -97,6 +101,33 @@ class TestServer {
     ApiService m_api;
     HttpServer m_http;
     std::thread m_thread;
+};
+
+// A talvo-server process serving the database on a free loopback port, with
+// `args` after "serve"; killed (SIGKILL) when destroyed. Its log is kept.
+class ServerProcess {
+  public:
+    explicit ServerProcess(std::string dbUrl, std::vector<std::string> args = {});
+    ~ServerProcess();
+    int port() const { return m_port; }
+    httplib::Client client() const;
+
+    void start();
+    // Sends the signal and returns at once (stop() then reaps the process).
+    void signal(int sig);
+    void stop(int sig);
+    // Whether the process is still running (it has not crashed or exited).
+    bool alive();
+    std::string logText() const;
+
+  private:
+    std::string m_url;
+    std::vector<std::string> m_args;
+    pid_t m_pid = -1;
+    int m_port = 0;
+    std::thread m_drain;
+    mutable std::mutex m_mutex;  // guards m_log
+    std::string m_log;
 };
 
 // API options without rate limits, for tests that send many requests.

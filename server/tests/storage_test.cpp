@@ -384,6 +384,16 @@ TEST_P(StorageTest, TranslationQueueHandsEachPassageToOneWorker) {
     // A full queue refuses new passages but still counts known ones.
     EXPECT_EQ(s.translateOrQueue("新", 400, 1).kind, TmAnswer::Kind::QueueFull);
     EXPECT_EQ(s.translateOrQueue("金匱", 400, 1).kind, TmAnswer::Kind::Queued);
+
+    // One requester's share: two waiting, a third refused, another requester
+    // and a passage already waiting still go through.
+    QueueLimits share{100, "a:192.0.2.1", 2};
+    EXPECT_EQ(s.translateOrQueue("一", 500, share).kind, TmAnswer::Kind::Queued);
+    EXPECT_EQ(s.translateOrQueue("二", 500, share).kind, TmAnswer::Kind::Queued);
+    EXPECT_EQ(s.translateOrQueue("三", 500, share).kind, TmAnswer::Kind::OverShare);
+    EXPECT_EQ(s.translateOrQueue("一", 500, share).kind, TmAnswer::Kind::Queued);
+    EXPECT_EQ(s.translateOrQueue("三", 500, QueueLimits{100, "u:7", 2}).kind,
+              TmAnswer::Kind::Queued);
 }
 
 TEST_P(StorageTest, StatisticsCountPerDay) {

@@ -204,6 +204,9 @@ class OnlineSession {
                                                 : translationFailureText(result.kind))
                        .pick(m_o.lang)
                 << '\n';
+            if (result.kind == Kind::signInNeeded) {
+                m_e.err << "Sign in with: talvo-cli login --server URL --token -\n";
+            }
         }
         return result.kind == Kind::translated || result.kind == Kind::queued ? kExitOk
                                                                               : kExitFailure;

@@ -153,5 +153,10 @@ TEST_F(CliOnlineTest, TranslatePrintsTheOutcome) {
     server.answer("POST", "/api/tm/translate", 502, "");
     EXPECT_EQ(run({"translate", "傷寒論"}), cli::kExitFailure);
     EXPECT_EQ(err.str(), "Dịch lỗi mạng. Thử lại.\n");
+    server.answer("POST", "/api/tm/translate", 401, R"({"error": "sign in to translate"})");
+    EXPECT_EQ(run({"--lang", "en", "translate", "傷寒論"}), cli::kExitFailure);
+    EXPECT_EQ(err.str(),
+              "Sign in to translate: enter your sign-in token in Settings.\n"
+              "Sign in with: talvo-cli login --server URL --token -\n");
     EXPECT_EQ(run({"translate"}), cli::kExitUsage);
 }

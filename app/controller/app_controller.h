@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -73,13 +74,14 @@ class AppController : public QObject {
     // notice, usage report.
     void launch();
 
-    // Saves the combo, registers it and retitles the menu's lookup row.
-    void applyCombo(const HotkeyCombo& combo);
+    // Saves the action's combo, registers it and retitles the menu's lookup row.
+    void applyCombo(HotkeyAction action, const HotkeyCombo& combo);
     void openSettings();
     void showAbout();
     void checkForUpdates();
     void quit();
     // A request from a second launch: "lookup" runs the shortcut's action,
+    // "ocr" the second shortcut's (reading text off the screen),
     // "settings", "study", "profile", "lessons" and "quiz" open that window,
     // "menu" (a plain launch) opens Settings, or the menu's window where the
     // desktop has no tray.
@@ -96,7 +98,9 @@ class AppController : public QObject {
     AppStores& stores() { return *m_env.stores; }
     SettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
     HotkeyManager& hotkey() { return *m_hotkey; }
-    const HotkeyCombo& currentCombo() const { return m_currentCombo; }
+    const HotkeyCombo& currentCombo(HotkeyAction action = HotkeyAction::Lookup) const {
+        return m_combos[slotOf(action)];
+    }
     PlatformBackends& platform() { return m_env.platform; }
 
   signals:
@@ -109,15 +113,15 @@ class AppController : public QObject {
     void explainSessionLimits();
     // Without a tray host: says so once and opens the menu's window.
     void checkTrayHost();
-    // The command a desktop key must run where the program cannot hold its
-    // shortcut itself; empty where it can.
-    QString lookupCommand() const;
+    // The command a desktop key must run for the action where the program
+    // cannot hold its shortcuts itself; empty where it can.
+    QString commandFor(HotkeyAction action) const;
     // How the menu and the launch notice name the lookup's key.
     QString shortcutText() const;
-    // Whether the desktop's keyboard settings hold our binding; writing or
-    // removing it (false: refused, or no such settings here).
-    bool desktopBound() const;
-    bool bindInDesktop(bool on);
+    // Whether the desktop's keyboard settings hold the action's binding;
+    // writing or removing it (false: refused, or no such settings here).
+    bool desktopBound(HotkeyAction action) const;
+    bool bindInDesktop(HotkeyAction action, bool on);
     void showLaunchNotification();
     void scheduleStudyReminder();
 
@@ -132,7 +136,7 @@ class AppController : public QObject {
     std::unique_ptr<UpdateChecker> m_updater;
     std::unique_ptr<MenuWindow> m_menuWindow;  // made when there is no tray
     bool m_trayMissing = false;
-    HotkeyCombo m_currentCombo;
+    std::array<HotkeyCombo, kHotkeyActions.size()> m_combos;
 };
 
 }  // namespace talvo

@@ -77,7 +77,9 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
             b.shortcutByCommand = true;
             if (qEnvironmentVariable("XDG_CURRENT_DESKTOP")
                     .contains(QLatin1String("GNOME"), Qt::CaseInsensitive)) {
-                b.desktopBinding = GnomeKeybinding::create();
+                for (HotkeyAction action : kHotkeyActions) {
+                    b.desktopBindings[slotOf(action)] = GnomeKeybinding::create(action);
+                }
             }
         }
         // Read in the background through data-control where the compositor

@@ -68,8 +68,8 @@ TEST(AppLaunchTest, FreshInstallShowsAltDNoticesAndSeedsStudy) {
     f.start();
     EXPECT_TRUE(f.alerts.shown.empty());
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (Alt+D)"));
-    ASSERT_TRUE(f.hotkey->registered);
-    EXPECT_EQ(*f.hotkey->registered, HotkeyCombo::defaultCombo());
+    ASSERT_TRUE(f.hotkey->registered());
+    EXPECT_EQ(*f.hotkey->registered(), HotkeyCombo::defaultCombo());
     EXPECT_EQ(f.notifier->shown.at("talvo.launch").body,
               "In the menu bar (墨). Select Hán text, then press Alt+D to look up.");
     ASSERT_TRUE(f.notifier->daily.count("talvo.study.daily"));
@@ -88,9 +88,12 @@ TEST(AppLaunchTest, WhatASessionCannotDoIsSaidOnceWithWhatToDo) {
     f.start();
     ASSERT_EQ(f.alerts.shown.size(), 1u);
     EXPECT_EQ(f.alerts.shown[0].first, QStringLiteral("Give Talvo a shortcut"));
-    EXPECT_TRUE(f.alerts.shown[0].second.endsWith(QCoreApplication::applicationFilePath() +
-                                                  QStringLiteral(" --lookup")))
+    // Both commands, each on its own line, ready to copy.
+    const QStringList lines = f.alerts.shown[0].second.split(QLatin1Char('\n'));
+    EXPECT_TRUE(
+        lines.contains(QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup")))
         << f.alerts.shown[0].second.toStdString();
+    EXPECT_EQ(lines.last(), QCoreApplication::applicationFilePath() + QStringLiteral(" --ocr"));
 
     // The next start of the program says nothing more.
     f.start();
@@ -128,7 +131,7 @@ TEST(AppLaunchTest, OnTheCommandRouteGnomesSettingsCanHoldTheKeyForUs) {
     EXPECT_FALSE(w->findChild<QLabel*>(QStringLiteral("combo"))->isHidden());
 
     // A new combo moves the desktop's binding along.
-    c.applyCombo({keycode::kL, carbon::kControl | carbon::kShift});
+    c.applyCombo(HotkeyAction::Lookup, {keycode::kL, carbon::kControl | carbon::kShift});
     EXPECT_EQ(f.desktopBinding->binding, "<Control><Shift>l");
 
     // Locked settings: said, and the box shows what is true.
@@ -204,9 +207,9 @@ TEST(MenuTest, RecordingInSettingsLetsGoOfTheGlobalShortcut) {
     AppController& c = f.start();
     c.openSettings();
     c.settingsWindow()->model().startRecording();
-    EXPECT_FALSE(f.hotkey->registered.has_value());
+    EXPECT_FALSE(f.hotkey->registered().has_value());
     c.settingsWindow()->model().handle({keycode::kF5, eventflags::kControl | eventflags::kOption});
-    EXPECT_EQ(f.hotkey->registered,
+    EXPECT_EQ(f.hotkey->registered(),
               (HotkeyCombo{keycode::kF5, carbon::kControl | carbon::kOption}));
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Tra cứu (Ctrl+Alt+F5)"));
     c.settingsWindow()->close();

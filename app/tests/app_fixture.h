@@ -82,8 +82,10 @@ class AppFixture {
         e.platform.shortcutByCommand = shortcutByCommand;
         if (offerDesktopBinding) {
             auto binding = std::make_unique<FakeDesktopKeybinding>();
+            auto screenText = std::make_unique<FakeDesktopKeybinding>();
             desktopBinding = binding.get();
-            e.platform.desktopBinding = std::move(binding);
+            screenTextBinding = screenText.get();
+            e.platform.desktopBindings = {std::move(binding), std::move(screenText)};
         }
         e.trayAvailable = trayAvailable;
         e.trayCheckDelayMs = 0;
@@ -118,10 +120,11 @@ class AppFixture {
     LessonsService* lessons = nullptr;  // the lessons feed, when a test gives one
     DeckEvents deck;
     std::unique_ptr<AppStores> stores;
-    bool shortcutByCommand = false;       // the session limits start() reports
-    std::function<bool()> trayAvailable;  // null: the desktop has a tray
-    bool offerDesktopBinding = false;     // GNOME's keyboard settings are there
-    FakeDesktopKeybinding* desktopBinding = nullptr;
+    bool shortcutByCommand = false;                      // the session limits start() reports
+    std::function<bool()> trayAvailable;                 // null: the desktop has a tray
+    bool offerDesktopBinding = false;                    // GNOME's keyboard settings are there
+    FakeDesktopKeybinding* desktopBinding = nullptr;     // the lookup's
+    FakeDesktopKeybinding* screenTextBinding = nullptr;  // reading the screen
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;

@@ -7,6 +7,8 @@
 #include "app/controller/app_stores.h"
 #include "app/hotkey/hotkey_manager.h"
 #include "app/lookup/lookup_road.h"
+#include "app/ocr/recognizer_factory.h"
+#include "app/ocr/screen_text_road.h"
 #include "app/settings/settings_window.h"
 #include "app/shell/alerts.h"
 #include "app/shell/dictionary_credits.h"
@@ -51,6 +53,9 @@ AppController::AppController(AppEnvironment env, QObject* parent)
         *m_l10n, stores.study(), *m_env.deck, [this] { return shortcutText(); }, m_env.statusIcon);
     m_road = std::make_unique<LookupRoad>(stores, m_env.platform, m_env.online, *m_l10n,
                                           *m_env.deck, std::move(m_env.pump), m_strokes.get());
+    m_screenText = std::make_unique<ScreenTextRoad>(
+        *m_road, m_env.platform.capture.get(), *m_l10n,
+        m_env.recognizer ? m_env.recognizer : RecognitionWorker::Factory(&makeTextRecognizer));
     m_study = std::make_unique<StudyWindows>(stores.study(), stores.progress(), m_env.lessons,
                                              *m_env.deck, *m_l10n, m_env.online, m_strokes.get());
 
@@ -85,6 +90,7 @@ AppController::AppController(AppEnvironment env, QObject* parent)
 AppController::~AppController() {
     // The popup and the windows go before the shortcut and the language
     // they call into; the stores outlive the controller.
+    m_screenText.reset();
     m_road.reset();
     m_settingsWindow.reset();
     m_study.reset();
@@ -290,6 +296,8 @@ void AppController::quit() {
 void AppController::handleRequest(const QByteArray& request) {
     if (request == "lookup") {
         m_road->handleHotkey();
+    } else if (request == "ocr") {
+        m_screenText->trigger();
     } else if (request == "menu" && m_trayMissing) {
         if (!m_menuWindow) {
             m_menuWindow = std::make_unique<MenuWindow>();

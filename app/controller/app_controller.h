@@ -11,6 +11,7 @@
 #include "app/selection/event_pump.h"
 #include "app/shell/online_hooks.h"
 #include "core/ui/hotkey_combo.h"
+#include "ocr/text_recognizer.h"
 
 class QSystemTrayIcon;
 
@@ -24,6 +25,7 @@ class HotkeyManager;
 class LessonsService;
 class Localization;
 class LookupRoad;
+class ScreenTextRoad;
 class SettingsWindow;
 class StrokeOrderFactory;
 class StudyWindows;
@@ -47,6 +49,9 @@ struct AppEnvironment {
     // characters missing there; either may be empty.
     std::string strokesDir;
     std::function<std::string()> contentBase;
+    // Makes the text recogniser, on the recognition thread at first use;
+    // null: the engine this program was built with.
+    std::function<std::unique_ptr<ocr::TextRecognizer>()> recognizer;
     std::unique_ptr<EventPump> pump;  // null: the real event loop
     // Borrowed; null: no status icon (tests), the menu still exists.
     QSystemTrayIcon* statusIcon = nullptr;
@@ -93,6 +98,7 @@ class AppController : public QObject {
     // What tests and the program's own pieces look at.
     Localization& localization() { return *m_l10n; }
     LookupRoad& lookupRoad() { return *m_road; }
+    ScreenTextRoad& screenText() { return *m_screenText; }
     TrayMenu& trayMenu() { return *m_tray; }
     StudyWindows& studyWindows() { return *m_study; }
     AppStores& stores() { return *m_env.stores; }
@@ -131,6 +137,7 @@ class AppController : public QObject {
     std::unique_ptr<StrokeOrderFactory> m_strokes;
     std::unique_ptr<TrayMenu> m_tray;
     std::unique_ptr<LookupRoad> m_road;
+    std::unique_ptr<ScreenTextRoad> m_screenText;
     std::unique_ptr<StudyWindows> m_study;
     std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<UpdateChecker> m_updater;

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 
+#include "app/platform/capture/screen_capture.h"
 #include "app/platform/clipboard_access.h"
 #include "app/platform/hotkey/desktop_keybinding.h"
 #include "app/platform/hotkey/hotkey_backend.h"
@@ -23,6 +24,8 @@ struct PlatformBackends {
     std::unique_ptr<Notifier> notifier;
     // Null where the toolkit places windows itself, or nothing can.
     std::unique_ptr<WindowPlacer> placer;
+    // Pictures of the screen to read text from; null where nothing can take one.
+    std::unique_ptr<ScreenCapture> capture;
     QString name;  // "x11", "wayland", "macos", "windows" or "fake"
     // What this session cannot do, for the notices the program shows once.
     // No global key of our own: the desktop must run `talvo --lookup` (and

@@ -5,6 +5,7 @@
 #include <QLoggingCategory>
 #include <QScreen>
 #include <QTimer>
+#include <algorithm>
 #include <utility>
 
 #include "app/platform/clipboard_access.h"
@@ -56,7 +57,9 @@ void PopupController::show(const PhraseLookup& result, PopupCallbacks callbacks)
     actions.addToStudy = std::move(callbacks.onAddToStudy);
     actions.inStudy = callbacks.inStudy;
     actions.copy = [this](const QString& text) { m_clipboard.setText(text); };
-    actions.close = [this] { close(true); };
+    if (!hosting()) {
+        actions.close = [this] { close(true); };
+    }
     actions.strokeOrder = strokeOrderView;
     auto* view = new PopupView(result, std::move(actions), m_l10n);
     // Measured on the view itself, switched into each state and back: far
@@ -72,14 +75,64 @@ void PopupController::show(const PhraseLookup& result, PopupCallbacks callbacks)
 
 void PopupController::showReverse(const ReverseLookup& result) {
     auto copy = [this](const QString& text) { m_clipboard.setText(text); };
-    auto closeIt = [this] { close(true); };
+    std::function<void()> closeIt;
+    if (!hosting()) {
+        closeIt = [this] { close(true); };
+    }
     auto* view = new ReversePopupView(result, copy, closeIt, m_l10n);
     std::vector<std::function<QSize()>> measures{[view] { return view->sizeHint(); }};
     present(view, measures, panelTitle(result.query, {}));
 }
 
+void PopupController::presentHost(PanelHost* host, const QString& title) {
+    m_host = nullptr;
+    m_hostBody = QSize(0, 0);
+    host->ensurePolished();
+    present(host, {[host] { return host->sizeWithBody(QSize(0, 0)); }}, title);
+    m_host = host;
+}
+
+void PopupController::refitHost(const QString& title) {
+    if (!hosting()) {
+        return;
+    }
+    KeyablePanel* panel = m_panel;
+    const QSize size = clampedSize(m_host->sizeWithBody(m_hostBody)).expandedTo(panel->size());
+    panel->setWindowTitle(title);
+    if (size == panel->size()) {
+        return;
+    }
+    panel->setMinimumSize(0, 0);
+    panel->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    panel->resize(size);
+    // Grown past the screen's edge: back inside it, as placing it would.
+    if (QGuiApplication::platformName() != QLatin1String("wayland")) {
+        if (QScreen* screen = QGuiApplication::screenAt(panel->geometry().center())) {
+            const QRect v = screen->availableGeometry().adjusted(8, 8, -8, -8);
+            QPoint p = panel->pos();
+            p.setX(std::max(std::min(p.x(), v.right() - size.width()), v.left()));
+            p.setY(std::max(std::min(p.y(), v.bottom() - size.height()), v.top()));
+            panel->move(p);
+        }
+    }
+}
+
 void PopupController::present(QWidget* display, const std::vector<std::function<QSize()>>& measures,
                               const QString& title) {
+    if (hosting()) {
+        // Measured alone, then put below the host, which adds its own part.
+        display->ensurePolished();
+        QSize body(0, 0);
+        for (const auto& measure : measures) {
+            body = body.expandedTo(measure());
+        }
+        m_host->setBody(display);
+        m_hostBody = body;
+        refitHost(title);
+        qCDebug(popupLog) << "filled the host" << title;
+        emit shown();
+        return;
+    }
     const bool reuse = std::exchange(m_reuseNext, false) && m_panel;
     if (!reuse) {
         close(false);
@@ -148,6 +201,7 @@ void PopupController::close(bool giveFocusBack) {
     qCDebug(popupLog) << "closing" << m_panel->windowTitle();
     KeyablePanel* panel = m_panel;
     m_panel = nullptr;
+    m_host = nullptr;
     panel->onEsc = nullptr;
     panel->onResignKey = nullptr;
     panel->hide();

@@ -11,46 +11,20 @@
 #include <QJsonObject>
 
 #include "app/platform/hotkey/portal/portal_hotkey_backend.h"
+#include "app/tests/portal/portal_test_support.h"
 
 using namespace talvo;
 
 namespace {
 
-// What the portal was asked so far.
-QJsonArray calls() {
-    QDBusMessage m = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.portal.Desktop"),
-        QStringLiteral("/org/freedesktop/portal/desktop"),
-        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Calls"));
-    QDBusMessage reply = QDBusConnection::sessionBus().call(m);
-    return QJsonDocument::fromJson(reply.arguments().value(0).toString().toUtf8()).array();
-}
+using talvo::testing::waitFor;
 
 QJsonArray callsOf(const QString& method) {
-    QJsonArray out;
-    for (const QJsonValue& c : calls()) {
-        if (c.toObject().value(QStringLiteral("method")).toString() == method) {
-            out.append(c);
-        }
-    }
-    return out;
-}
-
-// Turns the event loop until `done` or two seconds passed.
-bool waitFor(const std::function<bool()>& done) {
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 2000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return done();
+    return talvo::testing::portalCallsOf(method);
 }
 
 void press(const QString& session, const QString& id) {
-    QDBusMessage m = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.portal.Desktop"),
-        QStringLiteral("/org/freedesktop/portal/desktop"),
-        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Press"));
+    QDBusMessage m = talvo::testing::portalTestCall(QStringLiteral("Press"));
     m << QVariant::fromValue(QDBusObjectPath(session)) << id;
     QDBusConnection::sessionBus().call(m);
 }
@@ -146,10 +120,4 @@ TEST(PortalHotkeyTest, BothShortcutsShareOneSessionAndEachFiresItsOwnAction) {
     press(bind[QStringLiteral("session")].toString(), QStringLiteral("lookup"));
     ASSERT_TRUE(waitFor([&] { return lookups == 1; }));
     EXPECT_EQ(screens, 1);
-}
-
-int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
 }

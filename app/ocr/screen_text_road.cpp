@@ -108,12 +108,14 @@ void ScreenTextRoad::captured(CaptureOutcome outcome) {
     if (!m_selector) {
         m_selector = std::make_unique<RegionSelector>(m_l10n);
         connect(m_selector.get(), &RegionSelector::selected, this,
-                [this](const QImage& region) { readRegion(region); });
+                [this](const QImage& region, const QRectF& onDesktop) {
+                    readRegion(region, onDesktop.toAlignedRect());
+                });
     }
     m_selector->start(std::move(outcome.pictures));
 }
 
-void ScreenTextRoad::readRegion(const QImage& region) {
+void ScreenTextRoad::readRegion(const QImage& region, const QRect& onDesktop) {
     if (region.width() < region::kMinRegionPixels || region.height() < region::kMinRegionPixels) {
         showMessage(msg::kRegionTooSmall);
         return;
@@ -122,6 +124,9 @@ void ScreenTextRoad::readRegion(const QImage& region) {
     auto* view = new RecognitionView(region, m_l10n, [&popup] { popup.close(true); });
     connect(view, &RecognitionView::submitted, this, &ScreenTextRoad::lookUp);
     view->showBusy();
+    if (!onDesktop.isEmpty()) {
+        popup.placeNextBeside(onDesktop);
+    }
     popup.presentHost(view, panelTitle(m_l10n.text(msg::kRecognizing)));
     m_view = view;
     if (!m_worker) {

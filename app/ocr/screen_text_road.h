@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QObject>
 #include <QPointer>
+#include <QRect>
 #include <QString>
 #include <memory>
 
@@ -36,9 +37,10 @@ class ScreenTextRoad : public QObject {
     // The shortcut fired, or `talvo --ocr` ran. A press while a picture is
     // being taken or a region chosen is the same request again: ignored.
     void trigger();
-    // Reads a chosen region: the panel shows at once, the text follows. A
-    // region too small to hold a character is said so instead.
-    void readRegion(const QImage& region);
+    // Reads a chosen region: the panel shows at once (beside `onDesktop`,
+    // where the region lies on the desktop, when known), the text follows.
+    // A region too small to hold a character is said so instead.
+    void readRegion(const QImage& region, const QRect& onDesktop = QRect());
     // Looks the panel's line up below it.
     void lookUp(const QString& text);
 

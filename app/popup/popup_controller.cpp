@@ -14,6 +14,7 @@
 #include "app/popup/reverse_popup_view.h"
 #include "app/shell/localization.h"
 #include "core/ui/popup_geometry.h"
+#include "core/ui/region_geometry.h"
 
 namespace talvo {
 
@@ -164,6 +165,8 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
         m_panel = panel;
     }
     const bool wayland = QGuiApplication::platformName() == QLatin1String("wayland");
+    const std::optional<QRect> beside = std::exchange(m_beside, std::nullopt);
+    QScreen* besideScreen = beside ? QGuiApplication::screenAt(beside->center()) : nullptr;
     if (wayland) {
         // A Wayland client learns the pointer's position only over its own
         // windows: the panel goes to the upper third of the focused screen
@@ -172,6 +175,11 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
         // tiling compositor float it like a dialog; the user may resize it
         // after that.
         panel->setFixedSize(size);
+    } else if (besideScreen) {
+        region::Point p =
+            region::panelBeside(toRect(*beside), {double(size.width()), double(size.height())},
+                                toRect(besideScreen->availableGeometry()));
+        panel->move(static_cast<int>(p.x), static_cast<int>(p.y));
     } else {
         positionAtMouse(panel, size);
     }

@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QSize>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,10 @@ class PopupController : public QObject {
     // The window to give focus back to; set by the lookup flow at each press.
     void setReturnFocus(uint64_t window) { m_returnFocus = window; }
 
+    // The next panel goes beside this region of the desktop (the text it
+    // reads) rather than at the pointer, where the toolkit places windows.
+    void placeNextBeside(QRect region) { m_beside = region; }
+
     static QSize clampedSize(QSize wanted);
     void positionAtMouse(QWidget* panel, QSize size);
     QPoint upperThirdOfFocusedScreen(QSize size);
@@ -104,6 +109,7 @@ class PopupController : public QObject {
     QPointer<KeyablePanel> m_panel;
     QPointer<PanelHost> m_host;
     QSize m_hostBody;  // what the host's current body wants
+    std::optional<QRect> m_beside;
     uint64_t m_returnFocus = 0;
     bool m_reuseNext = false;
 };

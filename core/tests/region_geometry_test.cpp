@@ -63,3 +63,15 @@ TEST(RegionGeometryTest, APictureThatDoesNotMatchTheScreenIsFittedAndMappedThrou
     EXPECT_TRUE(picturePixels({100, 0, 50, 40}, drawn, 1920, 1080).empty());
     EXPECT_EQ(fittedPicture({0, 0, 1280, 800}, 0, 10), (Rect{0, 0, 0, 0}));
 }
+
+TEST(RegionGeometryTest, ThePanelLeavesTheRegionItReadsInSight) {
+    const Rect visible{0, 28, 1280, 772};  // under a 28-pixel panel bar
+    // Room below: under the region, left edges aligned.
+    EXPECT_EQ(panelBeside({100, 200, 300, 80}, {400, 300}, visible), (Point{100, 288}));
+    // None below, room above: over it.
+    EXPECT_EQ(panelBeside({100, 600, 300, 80}, {400, 300}, visible), (Point{100, 292}));
+    // Room on neither side: below, pushed up into the frame.
+    EXPECT_EQ(panelBeside({100, 200, 300, 500}, {400, 300}, visible), (Point{100, 492}));
+    // Near the right edge: slid left, 8 from the edge.
+    EXPECT_EQ(panelBeside({1100, 200, 100, 40}, {400, 300}, visible), (Point{872, 248}));
+}

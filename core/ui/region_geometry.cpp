@@ -42,4 +42,19 @@ PixelRect picturePixels(Rect selection, Rect drawn, int pictureWidth, int pictur
     return {x0, y0, x1 - x0, y1 - y0};
 }
 
+Point panelBeside(Rect region, popup::Size size, Rect visible, double gap, double margin) {
+    const double below = region.bottom() + gap;
+    const double above = region.top() - gap - size.height;
+    double y = below;
+    if (below + size.height > visible.bottom() - margin && above >= visible.top() + margin) {
+        y = above;
+    }
+    y = std::min(y, visible.bottom() - size.height - margin);
+    y = std::max(y, visible.top() + margin);
+    double x = std::max(region.left(), visible.left() + margin);
+    x = std::min(x, visible.right() - size.width - margin);
+    x = std::max(x, visible.left() + margin);
+    return {x, y};
+}
+
 }  // namespace talvo::region

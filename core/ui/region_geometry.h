@@ -38,4 +38,10 @@ Rect fittedPicture(Rect area, int pictureWidth, int pictureHeight);
 // edge is kept, and clipped to the picture; empty when they do not meet.
 PixelRect picturePixels(Rect selection, Rect drawn, int pictureWidth, int pictureHeight);
 
+// Where a panel of `size` goes so that it leaves the region it reads in
+// sight: under it, left edges aligned, where the visible frame `visible` has
+// room; else over it; else under it, pushed up into the frame. Kept `margin`
+// inside the frame either way.
+Point panelBeside(Rect region, popup::Size size, Rect visible, double gap = 8, double margin = 8);
+
 }  // namespace talvo::region

@@ -78,10 +78,14 @@ RecognitionView::RecognitionView(const QImage& region, Localization& l10n,
     if (!region.isNull()) {
         auto* picture = new QLabel;
         picture->setObjectName(QStringLiteral("region"));
+        // The region is in device pixels: shown at the screen's density, sharp.
+        const qreal density = devicePixelRatioF();
         QPixmap pixmap = QPixmap::fromImage(region);
-        if (pixmap.width() > kThumbnail.width() || pixmap.height() > kThumbnail.height()) {
-            pixmap = pixmap.scaled(kThumbnail, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        const QSize most = kThumbnail * density;
+        if (pixmap.width() > most.width() || pixmap.height() > most.height()) {
+            pixmap = pixmap.scaled(most, Qt::KeepAspectRatio, Qt::SmoothTransformation);
         }
+        pixmap.setDevicePixelRatio(density);
         picture->setPixmap(pixmap);
         picture->setStyleSheet(
             QStringLiteral("border: 1px solid %1; background: white;").arg(YDao::line().name()));
@@ -209,8 +213,7 @@ void RecognitionView::setBody(QWidget* body) {
     }
 }
 
-QSize RecognitionView::sizeWithBody(QSize body) {
-    ensurePolished();
+QSize RecognitionView::sizeWithBody(QSize body) const {
     const int natural = std::max(m_header->sizeHint().width(), body.width());
     const int width = std::clamp(natural, kMinContentWidth, kMaxContentWidth);
     QLayout* head = m_header->layout();
@@ -222,8 +225,7 @@ QSize RecognitionView::sizeWithBody(QSize body) {
 }
 
 QSize RecognitionView::sizeHint() const {
-    return const_cast<RecognitionView*>(this)->sizeWithBody(m_body ? m_body->sizeHint()
-                                                                   : QSize(0, 0));
+    return sizeWithBody(m_body ? m_body->sizeHint() : QSize(0, 0));
 }
 
 void RecognitionView::lineChanged(const QString& text) {

@@ -43,7 +43,7 @@ class RecognitionView : public PanelHost {
     void showStatus(const QString& text);
 
     void setBody(QWidget* body) override;
-    QSize sizeWithBody(QSize body) override;
+    QSize sizeWithBody(QSize body) const override;
     QSize sizeHint() const override;
 
     QString text() const;

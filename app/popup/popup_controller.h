@@ -37,7 +37,7 @@ class PanelHost : public QWidget {
     // earlier one; null leaves none.
     virtual void setBody(QWidget* body) = 0;
     // The whole content's wanted size with a body that wants `body`.
-    virtual QSize sizeWithBody(QSize body) = 0;
+    virtual QSize sizeWithBody(QSize body) const = 0;
 };
 
 // Shows lookup results in a floating panel beside the pointer, one panel at a

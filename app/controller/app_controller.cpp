@@ -53,9 +53,14 @@ AppController::AppController(AppEnvironment env, QObject* parent)
         *m_l10n, stores.study(), *m_env.deck, [this] { return shortcutText(); }, m_env.statusIcon);
     m_road = std::make_unique<LookupRoad>(stores, m_env.platform, m_env.online, *m_l10n,
                                           *m_env.deck, std::move(m_env.pump), m_strokes.get());
-    m_screenText = std::make_unique<ScreenTextRoad>(
-        *m_road, m_env.platform.capture.get(), *m_l10n,
-        m_env.recognizer ? m_env.recognizer : RecognitionWorker::Factory(&makeTextRecognizer));
+    RecognitionWorker::Factory recognizer = m_env.recognizer;
+    if (!recognizer) {
+        const std::string dictionary =
+            stores.dictionary() ? stores.dictionary()->path() : std::string();
+        recognizer = [dictionary] { return makeTextRecognizer(dictionary); };
+    }
+    m_screenText = std::make_unique<ScreenTextRoad>(*m_road, m_env.platform.capture.get(), *m_l10n,
+                                                    std::move(recognizer));
     m_study = std::make_unique<StudyWindows>(stores.study(), stores.progress(), m_env.lessons,
                                              *m_env.deck, *m_l10n, m_env.online, m_strokes.get());
 

@@ -6,10 +6,13 @@
 
 namespace talvo {
 
-std::unique_ptr<ocr::TextRecognizer> makeTextRecognizer() {
+std::unique_ptr<ocr::TextRecognizer> makeTextRecognizer(const std::string& dictionaryPath) {
 #if defined(TALVO_HAVE_OCR)
-    return std::make_unique<ocr::TesseractRecognizer>();
+    ocr::RecognizerOptions options;
+    options.dictionaryPath = dictionaryPath;
+    return std::make_unique<ocr::TesseractRecognizer>(options);
 #else
+    (void)dictionaryPath;
     return nullptr;
 #endif
 }

@@ -23,8 +23,9 @@ namespace {
 
 // What this launch asks of the running program: `--open WINDOW` opens that
 // window (the desktop entry's actions), `--lookup` runs the shortcut's action
-// (the command a desktop binds a key to where no program may grab one, on
-// Wayland without the shortcuts portal), and a plain second launch opens
+// and `--ocr` the second shortcut's, reading text off the screen (the
+// commands a desktop binds keys to where no program may grab one, on Wayland
+// without the shortcuts portal), and a plain second launch opens
 // Settings (or the menu's window where there is no tray), so an autostarted copy and a manual
 // launch never both hold the shortcut. `atStart` is what to do when this launch becomes the
 // program.
@@ -41,6 +42,9 @@ Request requestOf(const QStringList& args) {
     if (args.contains(QStringLiteral("--lookup"))) {
         r.line = r.atStart = "lookup";
     }
+    if (args.contains(QStringLiteral("--ocr"))) {
+        r.line = r.atStart = "ocr";
+    }
     return r;
 }
 
@@ -50,7 +54,7 @@ int main(int argc, char** argv) {
     Request request;
     {
         // Talking to a running program needs no window system: answered
-        // before one is opened, `talvo --lookup` costs a few milliseconds and
+        // before one is opened, `talvo --lookup` (or `--ocr`) costs a few milliseconds and
         // `--ping` works from any terminal.
         QCoreApplication early(argc, argv);
         // `talvo --ping`: exit status 0 when a running program has finished

@@ -7,6 +7,8 @@
 #include "app/controller/app_stores.h"
 #include "app/hotkey/hotkey_manager.h"
 #include "app/lookup/lookup_road.h"
+#include "app/ocr/recognizer_factory.h"
+#include "app/ocr/screen_text_road.h"
 #include "app/settings/settings_window.h"
 #include "app/shell/alerts.h"
 #include "app/shell/dictionary_credits.h"
@@ -39,7 +41,9 @@ QString q(const std::string& s) {
 
 AppController::AppController(AppEnvironment env, QObject* parent)
     : QObject(parent), m_env(std::move(env)) {
-    m_currentCombo = loadCombo(*m_env.settings);
+    for (HotkeyAction action : kHotkeyActions) {
+        m_combos[slotOf(action)] = loadCombo(*m_env.settings, action);
+    }
     m_l10n = std::make_unique<Localization>(*m_env.settings);
     m_hotkey = std::make_unique<HotkeyManager>(*m_env.platform.hotkey);
     m_strokes = std::make_unique<StrokeOrderFactory>(m_env.strokesDir, m_env.contentBase,
@@ -49,6 +53,14 @@ AppController::AppController(AppEnvironment env, QObject* parent)
         *m_l10n, stores.study(), *m_env.deck, [this] { return shortcutText(); }, m_env.statusIcon);
     m_road = std::make_unique<LookupRoad>(stores, m_env.platform, m_env.online, *m_l10n,
                                           *m_env.deck, std::move(m_env.pump), m_strokes.get());
+    RecognitionWorker::Factory recognizer = m_env.recognizer;
+    if (!recognizer) {
+        const std::string dictionary =
+            stores.dictionary() ? stores.dictionary()->path() : std::string();
+        recognizer = [dictionary] { return makeTextRecognizer(dictionary); };
+    }
+    m_screenText = std::make_unique<ScreenTextRoad>(*m_road, m_env.platform.capture.get(), *m_l10n,
+                                                    std::move(recognizer));
     m_study = std::make_unique<StudyWindows>(stores.study(), stores.progress(), m_env.lessons,
                                              *m_env.deck, *m_l10n, m_env.online, m_strokes.get());
 
@@ -66,10 +78,14 @@ AppController::AppController(AppEnvironment env, QObject* parent)
     services.saveToken = [this](const std::string& token) {
         return m_env.online.saveToken && m_env.online.saveToken(token);
     };
-    services.lookupCommand = lookupCommand();
-    if (m_env.platform.desktopBinding && !services.lookupCommand.isEmpty()) {
-        services.desktopBindingOn = [this] { return m_env.platform.desktopBinding->installed(); };
-        services.setDesktopBinding = [this](bool on) { return bindInDesktop(on); };
+    for (HotkeyAction action : kHotkeyActions) {
+        services.commands[slotOf(action)] = commandFor(action);
+    }
+    if (m_env.platform.desktopBinding(HotkeyAction::Lookup) && m_env.platform.shortcutByCommand) {
+        services.desktopBindingOn = [this](HotkeyAction action) { return desktopBound(action); };
+        services.setDesktopBinding = [this](HotkeyAction action, bool on) {
+            return bindInDesktop(action, on);
+        };
     }
     m_settingsWindow = std::make_unique<SettingsWindow>(*m_env.platform.hotkey, *m_l10n,
                                                         *m_env.settings, std::move(services));
@@ -79,6 +95,7 @@ AppController::AppController(AppEnvironment env, QObject* parent)
 AppController::~AppController() {
     // The popup and the windows go before the shortcut and the language
     // they call into; the stores outlive the controller.
+    m_screenText.reset();
     m_road.reset();
     m_settingsWindow.reset();
     m_study.reset();
@@ -99,12 +116,18 @@ void AppController::launch() {
     if (m_env.trayAvailable) {
         QTimer::singleShot(m_env.trayCheckDelayMs, this, &AppController::checkTrayHost);
     }
-    // A moved or upgraded program: the desktop's binding follows it.
-    if (desktopBound()) {
-        bindInDesktop(true);
+    // A moved or upgraded program: the desktop's bindings follow it.
+    for (HotkeyAction action : kHotkeyActions) {
+        if (desktopBound(action)) {
+            bindInDesktop(action, true);
+        }
     }
-    m_hotkey->onTrigger = [this] { m_road->handleHotkey(); };
-    m_hotkey->registerCombo(m_currentCombo);
+    m_hotkey->onTrigger = [this](HotkeyAction action) {
+        handleRequest(action == HotkeyAction::ScreenText ? "ocr" : "lookup");
+    };
+    for (HotkeyAction action : kHotkeyActions) {
+        m_hotkey->registerCombo(action, m_combos[slotOf(action)]);
+    }
     m_settingsWindow->onRecordingChanged = [this](bool recording) {
         if (recording) {
             m_hotkey->suspend();
@@ -135,11 +158,13 @@ void AppController::ensureAccessibility() {
                        m_l10n->text(msg::kAccessibilityRequiredText));
 }
 
-QString AppController::lookupCommand() const {
+QString AppController::commandFor(HotkeyAction action) const {
     if (!m_env.platform.shortcutByCommand) {
         return {};
     }
-    return QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup");
+    return QCoreApplication::applicationFilePath() + (action == HotkeyAction::ScreenText
+                                                          ? QStringLiteral(" --ocr")
+                                                          : QStringLiteral(" --lookup"));
 }
 
 void AppController::explainSessionLimits() {
@@ -150,9 +175,10 @@ void AppController::explainSessionLimits() {
         m_env.settings->setString(key, "shown");
         m_env.alerts->show(m_l10n->text(title), text, Alerts::Style::Information);
     };
-    if (const QString command = lookupCommand(); !command.isEmpty()) {
+    if (const QString command = commandFor(HotkeyAction::Lookup); !command.isEmpty()) {
         once("notice.commandShortcut", msg::kCommandShortcutTitle,
-             m_l10n->format(msg::kCommandShortcutText, command));
+             m_l10n->format(msg::kCommandShortcutText, command) + QStringLiteral("\n\n") +
+                 m_l10n->format(msg::kCommandScreenTextText, commandFor(HotkeyAction::ScreenText)));
     }
 }
 
@@ -196,30 +222,31 @@ QString AppController::displayForm(const HotkeyCombo& combo) const {
         combo, [keys](uint32_t code) { return keys->character(code); }, kNativeKeyStyle));
 }
 
-void AppController::applyCombo(const HotkeyCombo& combo) {
-    m_currentCombo = combo;
-    saveCombo(*m_env.settings, combo);
-    m_hotkey->registerCombo(combo);
-    if (desktopBound()) {
-        bindInDesktop(true);
+void AppController::applyCombo(HotkeyAction action, const HotkeyCombo& combo) {
+    m_combos[slotOf(action)] = combo;
+    saveCombo(*m_env.settings, combo, action);
+    m_hotkey->registerCombo(action, combo);
+    if (desktopBound(action)) {
+        bindInDesktop(action, true);
     }
     m_tray->retitleLookup();
 }
 
-bool AppController::desktopBound() const {
-    return m_env.platform.desktopBinding && m_env.platform.desktopBinding->installed();
+bool AppController::desktopBound(HotkeyAction action) const {
+    DesktopKeybinding* binding = m_env.platform.desktopBinding(action);
+    return binding && binding->installed();
 }
 
-bool AppController::bindInDesktop(bool on) {
-    DesktopKeybinding* binding = m_env.platform.desktopBinding.get();
-    const QString command = lookupCommand();
+bool AppController::bindInDesktop(HotkeyAction action, bool on) {
+    DesktopKeybinding* binding = m_env.platform.desktopBinding(action);
+    const QString command = commandFor(action);
     if (!binding || command.isEmpty()) {
         return false;
     }
     bool ok = false;
     if (!on) {
         ok = binding->remove();
-    } else if (auto accelerator = HotkeyConfig::gtkAccelerator(m_currentCombo)) {
+    } else if (auto accelerator = HotkeyConfig::gtkAccelerator(m_combos[slotOf(action)])) {
         ok = binding->install(command.toStdString(), *accelerator);
     }
     m_tray->retitleLookup();
@@ -229,14 +256,15 @@ bool AppController::bindInDesktop(bool on) {
 QString AppController::shortcutText() const {
     // On the command route the key is whatever the user bound, unless the
     // desktop's settings hold ours.
-    if (m_env.platform.shortcutByCommand && !desktopBound()) {
+    if (m_env.platform.shortcutByCommand && !desktopBound(HotkeyAction::Lookup)) {
         return m_l10n->text(msg::kBoundKey);
     }
-    return displayForm(m_currentCombo);
+    return displayForm(m_combos[slotOf(HotkeyAction::Lookup)]);
 }
 
 void AppController::openSettings() {
-    m_settingsWindow->show(m_currentCombo, [this](const HotkeyCombo& c) { applyCombo(c); });
+    m_settingsWindow->show(
+        m_combos, [this](HotkeyAction action, const HotkeyCombo& c) { applyCombo(action, c); });
 }
 
 QString AppController::appVersion() const {
@@ -273,6 +301,8 @@ void AppController::quit() {
 void AppController::handleRequest(const QByteArray& request) {
     if (request == "lookup") {
         m_road->handleHotkey();
+    } else if (request == "ocr") {
+        m_screenText->trigger();
     } else if (request == "menu" && m_trayMissing) {
         if (!m_menuWindow) {
             m_menuWindow = std::make_unique<MenuWindow>();

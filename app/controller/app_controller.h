@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include "app/selection/event_pump.h"
 #include "app/shell/online_hooks.h"
 #include "core/ui/hotkey_combo.h"
+#include "ocr/text_recognizer.h"
 
 class QSystemTrayIcon;
 
@@ -23,6 +25,7 @@ class HotkeyManager;
 class LessonsService;
 class Localization;
 class LookupRoad;
+class ScreenTextRoad;
 class SettingsWindow;
 class StrokeOrderFactory;
 class StudyWindows;
@@ -46,6 +49,9 @@ struct AppEnvironment {
     // characters missing there; either may be empty.
     std::string strokesDir;
     std::function<std::string()> contentBase;
+    // Makes the text recogniser, on the recognition thread at first use;
+    // null: the engine this program was built with.
+    std::function<std::unique_ptr<ocr::TextRecognizer>()> recognizer;
     std::unique_ptr<EventPump> pump;  // null: the real event loop
     // Borrowed; null: no status icon (tests), the menu still exists.
     QSystemTrayIcon* statusIcon = nullptr;
@@ -73,13 +79,14 @@ class AppController : public QObject {
     // notice, usage report.
     void launch();
 
-    // Saves the combo, registers it and retitles the menu's lookup row.
-    void applyCombo(const HotkeyCombo& combo);
+    // Saves the action's combo, registers it and retitles the menu's lookup row.
+    void applyCombo(HotkeyAction action, const HotkeyCombo& combo);
     void openSettings();
     void showAbout();
     void checkForUpdates();
     void quit();
     // A request from a second launch: "lookup" runs the shortcut's action,
+    // "ocr" the second shortcut's (reading text off the screen),
     // "settings", "study", "profile", "lessons" and "quiz" open that window,
     // "menu" (a plain launch) opens Settings, or the menu's window where the
     // desktop has no tray.
@@ -91,12 +98,15 @@ class AppController : public QObject {
     // What tests and the program's own pieces look at.
     Localization& localization() { return *m_l10n; }
     LookupRoad& lookupRoad() { return *m_road; }
+    ScreenTextRoad& screenText() { return *m_screenText; }
     TrayMenu& trayMenu() { return *m_tray; }
     StudyWindows& studyWindows() { return *m_study; }
     AppStores& stores() { return *m_env.stores; }
     SettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
     HotkeyManager& hotkey() { return *m_hotkey; }
-    const HotkeyCombo& currentCombo() const { return m_currentCombo; }
+    const HotkeyCombo& currentCombo(HotkeyAction action = HotkeyAction::Lookup) const {
+        return m_combos[slotOf(action)];
+    }
     PlatformBackends& platform() { return m_env.platform; }
 
   signals:
@@ -109,15 +119,15 @@ class AppController : public QObject {
     void explainSessionLimits();
     // Without a tray host: says so once and opens the menu's window.
     void checkTrayHost();
-    // The command a desktop key must run where the program cannot hold its
-    // shortcut itself; empty where it can.
-    QString lookupCommand() const;
+    // The command a desktop key must run for the action where the program
+    // cannot hold its shortcuts itself; empty where it can.
+    QString commandFor(HotkeyAction action) const;
     // How the menu and the launch notice name the lookup's key.
     QString shortcutText() const;
-    // Whether the desktop's keyboard settings hold our binding; writing or
-    // removing it (false: refused, or no such settings here).
-    bool desktopBound() const;
-    bool bindInDesktop(bool on);
+    // Whether the desktop's keyboard settings hold the action's binding;
+    // writing or removing it (false: refused, or no such settings here).
+    bool desktopBound(HotkeyAction action) const;
+    bool bindInDesktop(HotkeyAction action, bool on);
     void showLaunchNotification();
     void scheduleStudyReminder();
 
@@ -127,12 +137,13 @@ class AppController : public QObject {
     std::unique_ptr<StrokeOrderFactory> m_strokes;
     std::unique_ptr<TrayMenu> m_tray;
     std::unique_ptr<LookupRoad> m_road;
+    std::unique_ptr<ScreenTextRoad> m_screenText;
     std::unique_ptr<StudyWindows> m_study;
     std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<UpdateChecker> m_updater;
     std::unique_ptr<MenuWindow> m_menuWindow;  // made when there is no tray
     bool m_trayMissing = false;
-    HotkeyCombo m_currentCombo;
+    std::array<HotkeyCombo, kHotkeyActions.size()> m_combos;
 };
 
 }  // namespace talvo

@@ -8,19 +8,38 @@
 
 namespace talvo {
 
+namespace {
+
+struct ComboKeys {
+    const char* keyCode;
+    const char* modifiers;
+};
+
+ComboKeys keysOf(HotkeyAction action) {
+    if (action == HotkeyAction::ScreenText) {
+        return {AppSettings::kScreenTextKeyCodeKey, AppSettings::kScreenTextModifiersKey};
+    }
+    return {AppSettings::kHotkeyKeyCodeKey, AppSettings::kHotkeyModifiersKey};
+}
+
+}  // namespace
+
 HotkeyManager::HotkeyManager(HotkeyBackend& backend, QObject* parent)
     : QObject(parent), m_backend(backend) {}
 
 HotkeyManager::~HotkeyManager() {
-    m_backend.unregisterCombo();
+    for (HotkeyAction action : kHotkeyActions) {
+        m_backend.unregisterCombo(action);
+    }
 }
 
-void HotkeyManager::registerCombo(const HotkeyCombo& combo) {
-    m_backend.unregisterCombo();
-    m_active = false;
-    m_combo = combo;
+void HotkeyManager::registerCombo(HotkeyAction action, const HotkeyCombo& combo) {
+    m_backend.unregisterCombo(action);
+    Slot& slot = m_slots[slotOf(action)];
+    slot.active = false;
+    slot.combo = combo;
     if (!m_suspended) {
-        grab();
+        grab(action);
     }
 }
 
@@ -29,8 +48,10 @@ void HotkeyManager::suspend() {
         return;
     }
     m_suspended = true;
-    m_backend.unregisterCombo();
-    m_active = false;
+    for (HotkeyAction action : kHotkeyActions) {
+        m_backend.unregisterCombo(action);
+        m_slots[slotOf(action)].active = false;
+    }
 }
 
 void HotkeyManager::resume() {
@@ -38,34 +59,46 @@ void HotkeyManager::resume() {
         return;
     }
     m_suspended = false;
-    if (m_combo) {
-        grab();
+    for (HotkeyAction action : kHotkeyActions) {
+        if (m_slots[slotOf(action)].combo) {
+            grab(action);
+        }
     }
 }
 
-void HotkeyManager::grab() {
+void HotkeyManager::grab(HotkeyAction action) {
+    Slot& slot = m_slots[slotOf(action)];
+    // One key cannot do two things; the system would hand it to one of them
+    // or drop both grabs together.
+    for (HotkeyAction other : kHotkeyActions) {
+        const Slot& o = m_slots[slotOf(other)];
+        if (other != action && o.active && o.combo == slot.combo) {
+            return;
+        }
+    }
     QPointer<HotkeyManager> self(this);
-    m_active = m_backend.registerCombo(*m_combo, [self] {
+    slot.active = m_backend.registerCombo(action, *slot.combo, [self, action] {
         QMetaObject::invokeMethod(
             self,
-            [self] {
+            [self, action] {
                 if (self && self->onTrigger) {
-                    self->onTrigger();
+                    self->onTrigger(action);
                 }
             },
             Qt::QueuedConnection);
     });
 }
 
-HotkeyCombo loadCombo(const AppSettings& settings) {
-    return HotkeyConfig::load(settings.contains(AppSettings::kHotkeyKeyCodeKey),
-                              settings.integer(AppSettings::kHotkeyKeyCodeKey),
-                              settings.integer(AppSettings::kHotkeyModifiersKey));
+HotkeyCombo loadCombo(const AppSettings& settings, HotkeyAction action) {
+    const ComboKeys keys = keysOf(action);
+    return HotkeyConfig::load(settings.contains(keys.keyCode), settings.integer(keys.keyCode),
+                              settings.integer(keys.modifiers), HotkeyConfig::defaultCombo(action));
 }
 
-void saveCombo(AppSettings& settings, const HotkeyCombo& combo) {
-    settings.setInteger(AppSettings::kHotkeyKeyCodeKey, combo.keyCode);
-    settings.setInteger(AppSettings::kHotkeyModifiersKey, combo.carbonModifiers);
+void saveCombo(AppSettings& settings, const HotkeyCombo& combo, HotkeyAction action) {
+    const ComboKeys keys = keysOf(action);
+    settings.setInteger(keys.keyCode, combo.keyCode);
+    settings.setInteger(keys.modifiers, combo.carbonModifiers);
     settings.sync();
 }
 

@@ -77,6 +77,8 @@ void LookupRoad::handleHotkey() {
     }
     m_handling = true;
     auto done = qScopeGuard([this] { m_handling = false; });
+    // A panel of text read off the screen gives way to this lookup.
+    m_popup->dropHost();
 
     if (!m_platform.trust->isTrusted(false)) {
         showMessage(msg::kAccessibilityNotGranted);
@@ -139,6 +141,10 @@ bool LookupRoad::focusPanelForReading() {
         m_pump->runFor(SelectionReader::kSlice);
     }
     return panel != nullptr;
+}
+
+bool LookupRoad::canLookUp() const {
+    return m_stores.lookup() != nullptr;
 }
 
 void LookupRoad::showMessage(const Tr& text) {

@@ -44,6 +44,13 @@ class LookupRoad : public QObject {
     void handleReverse(const std::vector<std::string>& syllables);
     // Makes a card of the lookup, announces CardsAdded and starts a sync.
     void addLookupToStudy(const PhraseLookup& result);
+    // A message card in the popup.
+    void showMessage(const Tr& text);
+
+    // Whether there is a dictionary to look anything up in.
+    bool canLookUp() const;
+    // Whether a press is being handled (the capture turns the event loop).
+    bool isHandling() const { return m_handling; }
 
     PopupController& popup() { return *m_popup; }
     // The characters of the last forward lookup (a saved reading shows them
@@ -51,7 +58,6 @@ class LookupRoad : public QObject {
     const std::vector<std::string>& lastChars() const { return m_lastChars; }
 
   private:
-    void showMessage(const Tr& text);
     // Shows the panel with a busy line and waits until it holds keyboard
     // focus, for a selection readable only then. False: the lookup ends here
     // (the panel was closed, or it says why).

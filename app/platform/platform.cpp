@@ -2,12 +2,14 @@
 
 #include <QGuiApplication>
 
+#include "app/platform/capture/toolkit_screen_capture.h"
 #include "app/platform/hotkey/fake/fake_hotkey_backend.h"
 #include "app/platform/notifications/fake/fake_notifier.h"
 #include "app/platform/selection/fake/fake_selection_backend.h"
 #include "app/platform/trust/fake/fake_trust.h"
 
 #if defined(TALVO_PLATFORM_X11)
+#include "app/platform/capture/portal/portal_screen_capture.h"
 #include "app/platform/hotkey/gnome/gnome_keybinding.h"
 #include "app/platform/hotkey/portal/portal_hotkey_backend.h"
 #include "app/platform/hotkey/wayland/command_hotkey_backend.h"
@@ -40,6 +42,7 @@ PlatformBackends fakes() {
     b.clipboard = std::make_unique<QtClipboardAccess>();
     b.trust = std::make_unique<FakeTrust>();
     b.notifier = std::make_unique<FakeNotifier>();
+    b.capture = std::make_unique<ToolkitScreenCapture>();
     b.name = QStringLiteral("fake");
     return b;
 }
@@ -62,6 +65,7 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
             b.clipboard = std::make_unique<QtClipboardAccess>();
             b.trust = std::make_unique<AlwaysTrusted>();
             b.notifier = std::make_unique<FreedesktopNotifier>(std::move(fallbackNotice));
+            b.capture = std::make_unique<ToolkitScreenCapture>();
             b.name = QStringLiteral("x11");
             return b;
         }
@@ -77,7 +81,9 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
             b.shortcutByCommand = true;
             if (qEnvironmentVariable("XDG_CURRENT_DESKTOP")
                     .contains(QLatin1String("GNOME"), Qt::CaseInsensitive)) {
-                b.desktopBinding = GnomeKeybinding::create();
+                for (HotkeyAction action : kHotkeyActions) {
+                    b.desktopBindings[slotOf(action)] = GnomeKeybinding::create(action);
+                }
             }
         }
         // Read in the background through data-control where the compositor
@@ -95,6 +101,9 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
         b.trust = std::make_unique<AlwaysTrusted>();
         b.notifier = std::make_unique<FreedesktopNotifier>(std::move(fallbackNotice));
         b.placer = SwayWindowPlacer::create();
+        // No client may read a Wayland screen: the desktop's screenshot
+        // portal takes the picture, with its own dialog.
+        b.capture = std::make_unique<PortalScreenCapture>();
         b.name = QStringLiteral("wayland");
         return b;
     }
@@ -106,6 +115,7 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
         b.clipboard = std::make_unique<MacClipboardAccess>();
         b.trust = std::make_unique<AxTrust>();
         b.notifier = std::make_unique<UserNotificationsNotifier>();
+        b.capture = std::make_unique<ToolkitScreenCapture>();
         b.name = QStringLiteral("macos");
         return b;
     }
@@ -117,6 +127,7 @@ PlatformBackends createPlatformBackends(std::function<void(const NoticeText&)> f
         b.clipboard = std::make_unique<QtClipboardAccess>();
         b.trust = std::make_unique<AlwaysTrusted>();
         b.notifier = std::make_unique<TrayNotifier>(std::move(fallbackNotice));
+        b.capture = std::make_unique<ToolkitScreenCapture>();
         b.name = QStringLiteral("windows");
         return b;
     }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QString>
+#include <array>
 #include <memory>
 
+#include "app/platform/capture/screen_capture.h"
 #include "app/platform/clipboard_access.h"
 #include "app/platform/hotkey/desktop_keybinding.h"
 #include "app/platform/hotkey/hotkey_backend.h"
@@ -22,13 +24,21 @@ struct PlatformBackends {
     std::unique_ptr<Notifier> notifier;
     // Null where the toolkit places windows itself, or nothing can.
     std::unique_ptr<WindowPlacer> placer;
+    // Pictures of the screen to read text from; null where nothing can take one.
+    std::unique_ptr<ScreenCapture> capture;
     QString name;  // "x11", "wayland", "macos", "windows" or "fake"
     // What this session cannot do, for the notices the program shows once.
-    // No global key of our own: the desktop must run `talvo --lookup`.
+    // No global key of our own: the desktop must run `talvo --lookup` (and
+    // `talvo --ocr`).
     bool shortcutByCommand = false;
     // On that route, the desktop's keyboard settings where the program may
-    // bind the command for the user (GNOME); null elsewhere.
-    std::unique_ptr<DesktopKeybinding> desktopBinding;
+    // bind the commands for the user (GNOME), one entry per action; null
+    // elsewhere.
+    std::array<std::unique_ptr<DesktopKeybinding>, kHotkeyActions.size()> desktopBindings;
+
+    DesktopKeybinding* desktopBinding(HotkeyAction action) const {
+        return desktopBindings[slotOf(action)].get();
+    }
 };
 
 // The one place that picks the backends: by the toolkit's platform ("xcb" on

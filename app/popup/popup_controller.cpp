@@ -5,6 +5,7 @@
 #include <QLoggingCategory>
 #include <QScreen>
 #include <QTimer>
+#include <algorithm>
 #include <utility>
 
 #include "app/platform/clipboard_access.h"
@@ -13,6 +14,7 @@
 #include "app/popup/reverse_popup_view.h"
 #include "app/shell/localization.h"
 #include "core/ui/popup_geometry.h"
+#include "core/ui/region_geometry.h"
 
 namespace talvo {
 
@@ -56,7 +58,9 @@ void PopupController::show(const PhraseLookup& result, PopupCallbacks callbacks)
     actions.addToStudy = std::move(callbacks.onAddToStudy);
     actions.inStudy = callbacks.inStudy;
     actions.copy = [this](const QString& text) { m_clipboard.setText(text); };
-    actions.close = [this] { close(true); };
+    if (!hosting()) {
+        actions.close = [this] { close(true); };
+    }
     actions.strokeOrder = strokeOrderView;
     auto* view = new PopupView(result, std::move(actions), m_l10n);
     // Measured on the view itself, switched into each state and back: far
@@ -72,14 +76,64 @@ void PopupController::show(const PhraseLookup& result, PopupCallbacks callbacks)
 
 void PopupController::showReverse(const ReverseLookup& result) {
     auto copy = [this](const QString& text) { m_clipboard.setText(text); };
-    auto closeIt = [this] { close(true); };
+    std::function<void()> closeIt;
+    if (!hosting()) {
+        closeIt = [this] { close(true); };
+    }
     auto* view = new ReversePopupView(result, copy, closeIt, m_l10n);
     std::vector<std::function<QSize()>> measures{[view] { return view->sizeHint(); }};
     present(view, measures, panelTitle(result.query, {}));
 }
 
+void PopupController::presentHost(PanelHost* host, const QString& title) {
+    m_host = nullptr;
+    m_hostBody = QSize(0, 0);
+    host->ensurePolished();
+    present(host, {[host] { return host->sizeWithBody(QSize(0, 0)); }}, title);
+    m_host = host;
+}
+
+void PopupController::refitHost(const QString& title) {
+    if (!hosting()) {
+        return;
+    }
+    KeyablePanel* panel = m_panel;
+    const QSize size = clampedSize(m_host->sizeWithBody(m_hostBody)).expandedTo(panel->size());
+    panel->setWindowTitle(title);
+    if (size == panel->size()) {
+        return;
+    }
+    panel->setMinimumSize(0, 0);
+    panel->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    panel->resize(size);
+    // Grown past the screen's edge: back inside it, as placing it would.
+    if (QGuiApplication::platformName() != QLatin1String("wayland")) {
+        if (QScreen* screen = QGuiApplication::screenAt(panel->geometry().center())) {
+            const QRect v = screen->availableGeometry().adjusted(8, 8, -8, -8);
+            QPoint p = panel->pos();
+            p.setX(std::max(std::min(p.x(), v.right() - size.width()), v.left()));
+            p.setY(std::max(std::min(p.y(), v.bottom() - size.height()), v.top()));
+            panel->move(p);
+        }
+    }
+}
+
 void PopupController::present(QWidget* display, const std::vector<std::function<QSize()>>& measures,
                               const QString& title) {
+    if (hosting()) {
+        // Measured alone, then put below the host, which adds its own part.
+        display->ensurePolished();
+        QSize body(0, 0);
+        for (const auto& measure : measures) {
+            body = body.expandedTo(measure());
+        }
+        m_host->setBody(display);
+        m_hostBody = body;
+        refitHost(title);
+        qCDebug(popupLog) << "filled the host" << title;
+        emit shown();
+        return;
+    }
     const bool reuse = std::exchange(m_reuseNext, false) && m_panel;
     if (!reuse) {
         close(false);
@@ -111,6 +165,8 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
         m_panel = panel;
     }
     const bool wayland = QGuiApplication::platformName() == QLatin1String("wayland");
+    const std::optional<QRect> beside = std::exchange(m_beside, std::nullopt);
+    QScreen* besideScreen = beside ? QGuiApplication::screenAt(beside->center()) : nullptr;
     if (wayland) {
         // A Wayland client learns the pointer's position only over its own
         // windows: the panel goes to the upper third of the focused screen
@@ -119,6 +175,11 @@ void PopupController::present(QWidget* display, const std::vector<std::function<
         // tiling compositor float it like a dialog; the user may resize it
         // after that.
         panel->setFixedSize(size);
+    } else if (besideScreen) {
+        region::Point p =
+            region::panelBeside(toRect(*beside), {double(size.width()), double(size.height())},
+                                toRect(besideScreen->availableGeometry()));
+        panel->move(static_cast<int>(p.x), static_cast<int>(p.y));
     } else {
         positionAtMouse(panel, size);
     }
@@ -148,6 +209,7 @@ void PopupController::close(bool giveFocusBack) {
     qCDebug(popupLog) << "closing" << m_panel->windowTitle();
     KeyablePanel* panel = m_panel;
     m_panel = nullptr;
+    m_host = nullptr;
     panel->onEsc = nullptr;
     panel->onResignKey = nullptr;
     panel->hide();

@@ -186,7 +186,9 @@ void PopupView::buildMessage() {
     text->setObjectName(QStringLiteral("message"));
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);
     row->addWidget(text, 1);
-    row->addWidget(closeButton(), 0, Qt::AlignTop);
+    if (m_actions.close) {
+        row->addWidget(closeButton(), 0, Qt::AlignTop);
+    }
     m_outer->addLayout(row);
     m_outer->addStretch(1);
 }
@@ -198,7 +200,10 @@ void PopupView::buildLookup() {
     phrase->setObjectName(QStringLiteral("phrase"));
     phrase->setTextInteractionFlags(Qt::TextSelectableByMouse);
     head->addWidget(phrase, 1);
-    head->addWidget(closeButton(), 0, Qt::AlignTop);
+    // Hosted below the text read off the screen, the host's close serves.
+    if (m_actions.close) {
+        head->addWidget(closeButton(), 0, Qt::AlignTop);
+    }
     m_outer->addLayout(head);
 
     std::string am = readingsLine();

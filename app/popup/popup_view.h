@@ -31,6 +31,7 @@ struct PopupActions {
     // The lookup is in the deck already: the button shows it as added.
     bool inStudy = false;
     std::function<void(const QString& text)> copy;
+    // Empty: no close button (the panel around the view has its own).
     std::function<void()> close;
     // The stroke-order view of one character, shown beside a one-character
     // lookup when set.

@@ -36,16 +36,15 @@ ReversePopupView::ReversePopupView(const ReverseLookup& result,
                                     "reading");
     query->setObjectName(QStringLiteral("query"));
     head->addWidget(query, 1);
-    auto* closeButton = new QToolButton;
-    closeButton->setObjectName(QStringLiteral("close"));
-    closeButton->setText(QStringLiteral("✕"));
-    closeButton->setToolTip(l10n.text(msg::kClose));
-    connect(closeButton, &QToolButton::clicked, this, [this] {
-        if (m_close) {
-            m_close();
-        }
-    });
-    head->addWidget(closeButton, 0, Qt::AlignTop);
+    // Hosted below the text read off the screen, the host's close serves.
+    if (m_close) {
+        auto* closeButton = new QToolButton;
+        closeButton->setObjectName(QStringLiteral("close"));
+        closeButton->setText(QStringLiteral("✕"));
+        closeButton->setToolTip(l10n.text(msg::kClose));
+        connect(closeButton, &QToolButton::clicked, this, [this] { m_close(); });
+        head->addWidget(closeButton, 0, Qt::AlignTop);
+    }
     outer->addLayout(head);
 
     if (result.hasNoMatch()) {

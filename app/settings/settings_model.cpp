@@ -33,8 +33,8 @@ class SettingsModel::Monitor : public QObject {
     SettingsModel& m_model;
 };
 
-SettingsModel::SettingsModel(HotkeyBackend& keys, QObject* parent)
-    : QObject(parent), m_keys(keys) {}
+SettingsModel::SettingsModel(HotkeyBackend& keys, HotkeyCombo defaultCombo, QObject* parent)
+    : QObject(parent), m_keys(keys), m_default(defaultCombo), m_combo(defaultCombo) {}
 
 SettingsModel::~SettingsModel() {
     stopRecording();
@@ -96,7 +96,13 @@ void SettingsModel::handle(const KeyPress& press) {
         emit changed();
         return;
     }
-    m_combo = HotkeyCombo{press.keyCode, HotkeyConfig::carbonModifiers(flags)};
+    const HotkeyCombo combo{press.keyCode, HotkeyConfig::carbonModifiers(flags)};
+    if (QString why = taken ? taken(combo) : QString(); !why.isEmpty()) {
+        m_warning = why;
+        emit changed();
+        return;
+    }
+    m_combo = combo;
     if (onComboChange) {
         onComboChange(m_combo);
     }
@@ -106,7 +112,12 @@ void SettingsModel::handle(const KeyPress& press) {
 
 void SettingsModel::resetToDefault() {
     stopRecording();
-    m_combo = HotkeyCombo::defaultCombo();
+    if (QString why = taken ? taken(m_default) : QString(); !why.isEmpty()) {
+        m_warning = why;
+        emit changed();
+        return;
+    }
+    m_combo = m_default;
     m_warning.reset();
     if (onComboChange) {
         onComboChange(m_combo);

@@ -28,7 +28,10 @@ class SettingsModel : public QObject {
     Q_OBJECT
   public:
     // Borrows the backend, which names the keys of our own windows' events.
-    explicit SettingsModel(HotkeyBackend& keys, QObject* parent = nullptr);
+    // `defaultCombo` is what the default button restores.
+    explicit SettingsModel(HotkeyBackend& keys,
+                           HotkeyCombo defaultCombo = HotkeyCombo::defaultCombo(),
+                           QObject* parent = nullptr);
     ~SettingsModel() override;
 
     const HotkeyCombo& combo() const { return m_combo; }
@@ -39,13 +42,19 @@ class SettingsModel : public QObject {
     void startRecording();
     void stopRecording();
     // Escape alone cancels; another key alone warns and keeps recording; a
-    // key with a modifier becomes the combo (onComboChange) and ends recording.
+    // key with a modifier becomes the combo (onComboChange) and ends
+    // recording, unless `taken` refuses it (a warning, still recording).
     void handle(const KeyPress& press);
-    // Stops recording, takes Option-D, clears the warning, tells onComboChange.
+    // Stops recording, takes the default combo (unless `taken` refuses it:
+    // a warning), clears the warning, tells onComboChange.
     void resetToDefault();
+    const HotkeyCombo& defaultCombo() const { return m_default; }
 
     // Set by the window, so the warning follows the interface language.
     std::function<QString()> needModifierText;
+    // Why a combo cannot be this shortcut (another one holds it); empty
+    // when it can.
+    std::function<QString(const HotkeyCombo&)> taken;
     std::function<void(const HotkeyCombo&)> onComboChange;
     // The global shortcut must let go while recording, or pressing the
     // current combo would start a lookup instead of being recorded.
@@ -59,6 +68,7 @@ class SettingsModel : public QObject {
     bool filterKey(QKeyEvent* event);
 
     HotkeyBackend& m_keys;
+    HotkeyCombo m_default;
     HotkeyCombo m_combo;
     std::optional<QString> m_warning;
     Monitor* m_monitor = nullptr;

@@ -1,10 +1,9 @@
 #include "app/settings/settings_window.h"
 
-#include <QDateTime>
-
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QDateTime>
 #include <QFrame>
 #include <QGridLayout>
 #include <QGuiApplication>
@@ -15,6 +14,7 @@
 #include <QScreen>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/shell/localization.h"
 #include "app/shell/start_at_login.h"
@@ -52,14 +52,180 @@ bool usableServiceUrl(const QString& text) {
 
 }  // namespace
 
+// One shortcut's part of the window: its heading, the combo, the change and
+// default buttons, the hint or warning, which route the shortcut takes and,
+// on the command route, the command to bind and GNOME's binding of it.
+class SettingsWindow::ShortcutSection : public QWidget {
+  public:
+    ShortcutSection(HotkeyAction action, HotkeyBackend& keys, SettingsWindow& window)
+        : m_action(action),
+          m_window(window),
+          m_command(window.m_services.commands[slotOf(action)]),
+          model(keys, HotkeyConfig::defaultCombo(action)) {
+        setObjectName(name("shortcutSection"));
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->setSpacing(8);
+        m_heading = new QLabel;
+        m_heading->setObjectName(name("heading"));
+        m_heading->setFont(theme::bodyFont(13, true));
+        layout->addWidget(m_heading);
+        m_combo = new QLabel;
+        m_combo->setObjectName(name("combo"));
+        m_combo->setFont(theme::bodyFont(22, true));
+        layout->addWidget(m_combo);
+        auto* buttons = new QHBoxLayout;
+        m_change = new QPushButton;
+        m_change->setObjectName(name("change"));
+        m_default = new QPushButton;
+        m_default->setObjectName(name("default"));
+        buttons->addWidget(m_change);
+        buttons->addWidget(m_default);
+        buttons->addStretch(1);
+        layout->addLayout(buttons);
+        m_hint = new QLabel;
+        m_hint->setObjectName(name("hint"));
+        m_hint->setWordWrap(true);
+        // Room for the hint or the warning, so the window does not jump.
+        m_hint->setMinimumHeight(2 * m_hint->fontMetrics().lineSpacing());
+        layout->addWidget(m_hint);
+        // Which route the shortcut takes; on the command route the command
+        // to bind, ready to copy, instead of keys this program cannot hold.
+        m_route = new QLabel;
+        m_route->setObjectName(name("route"));
+        m_route->setWordWrap(true);
+        layout->addWidget(m_route);
+        m_commandLine = new QLineEdit(m_command);
+        m_commandLine->setObjectName(m_action == HotkeyAction::Lookup
+                                         ? QStringLiteral("lookupCommand")
+                                         : QStringLiteral("screenTextCommand"));
+        m_commandLine->setReadOnly(true);
+        m_commandLine->setVisible(!m_command.isEmpty());
+        layout->addWidget(m_commandLine);
+        m_desktopBinding = new QCheckBox;
+        m_desktopBinding->setObjectName(name("desktopBinding"));
+        m_desktopBinding->setVisible(!m_command.isEmpty() && window.m_services.setDesktopBinding);
+        layout->addWidget(m_desktopBinding);
+        m_desktopBindingStatus = new QLabel;
+        m_desktopBindingStatus->setWordWrap(true);
+        m_desktopBindingStatus->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
+        m_desktopBindingStatus->setVisible(false);
+        layout->addWidget(m_desktopBindingStatus);
+
+        connect(m_change, &QPushButton::clicked, this, [this] { model.startRecording(); });
+        connect(m_default, &QPushButton::clicked, this, [this] { model.resetToDefault(); });
+        // clicked, not toggled: only the user's own click writes the binding.
+        connect(m_desktopBinding, &QCheckBox::clicked, this,
+                [this](bool on) { toggleDesktopBinding(on); });
+        connect(&model, &SettingsModel::changed, this, [this] { refresh(); });
+        Localization& l10n = window.m_l10n;
+        model.needModifierText = [&l10n] {
+            return l10n.format(msg::kNeedModifier, modifierList());
+        };
+        model.taken = [this](const HotkeyCombo& combo) {
+            for (ShortcutSection* other : m_window.m_sections) {
+                if (other && other != this && other->model.combo() == combo) {
+                    return m_window.m_l10n.text(msg::kComboTakenByOther);
+                }
+            }
+            return QString();
+        };
+        model.onComboChange = [this](const HotkeyCombo& combo) {
+            if (m_window.m_onChange) {
+                m_window.m_onChange(m_action, combo);
+            }
+        };
+    }
+
+    void retranslate() {
+        Localization& l10n = m_window.m_l10n;
+        const bool lookup = m_action == HotkeyAction::Lookup;
+        m_heading->setText(l10n.text(lookup ? msg::kLookupShortcut : msg::kScreenTextShortcut));
+        m_route->setText(
+            l10n.text(m_command.isEmpty() ? msg::kShortcutHeldRoute : msg::kShortcutCommandRoute));
+        // Said once, under the first shortcut, where the program holds its keys.
+        m_route->setVisible(!m_command.isEmpty() || lookup);
+        m_default->setText(l10n.format(msg::kDefaultCombo, displayForm(model.defaultCombo())));
+        refresh();
+    }
+
+    void refresh() {
+        Localization& l10n = m_window.m_l10n;
+        const QString combo = displayForm(model.combo());
+        m_combo->setText(combo);
+        // The keys mean something where the program holds them, or where
+        // the desktop's settings hold them for it.
+        const Services& services = m_window.m_services;
+        const bool bound = services.desktopBindingOn && services.desktopBindingOn(m_action);
+        m_desktopBinding->setChecked(bound);
+        m_desktopBinding->setText(l10n.format(msg::kDesktopBinding, combo));
+        const bool keysShown = m_command.isEmpty() || bound;
+        for (QWidget* w : {static_cast<QWidget*>(m_combo), static_cast<QWidget*>(m_change),
+                           static_cast<QWidget*>(m_default), static_cast<QWidget*>(m_hint)}) {
+            w->setVisible(keysShown);
+        }
+        const bool recording = model.recording();
+        m_change->setText(l10n.text(recording ? msg::kPressCombo : msg::kChangeShortcut));
+        if (model.warning()) {
+            m_hint->setText(*model.warning());
+            m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
+        } else if (recording) {
+            m_hint->setText(l10n.format(msg::kRecordingHint, modifierList()));
+            m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::muted().name()));
+        } else {
+            m_hint->clear();
+        }
+    }
+
+  private:
+    // The lookup's widgets keep their plain names; the screen's carry a prefix.
+    QString name(const char* base) const {
+        QString n = QString::fromLatin1(base);
+        if (m_action == HotkeyAction::Lookup) {
+            return n;
+        }
+        n[0] = n[0].toUpper();
+        return QStringLiteral("screenText") + n;
+    }
+
+    QString displayForm(const HotkeyCombo& combo) const {
+        const Services& services = m_window.m_services;
+        return services.displayForm ? services.displayForm(combo) : QString();
+    }
+
+    void toggleDesktopBinding(bool on) {
+        const Services& services = m_window.m_services;
+        const bool ok = services.setDesktopBinding && services.setDesktopBinding(m_action, on);
+        m_desktopBindingStatus->setText(ok ? QString()
+                                           : m_window.m_l10n.text(msg::kDesktopBindingFailed));
+        m_desktopBindingStatus->setVisible(!ok);
+        refresh();
+    }
+
+    HotkeyAction m_action;
+    SettingsWindow& m_window;
+    QString m_command;
+    QLabel* m_heading = nullptr;
+    QLabel* m_combo = nullptr;
+    QPushButton* m_change = nullptr;
+    QPushButton* m_default = nullptr;
+    QLabel* m_hint = nullptr;
+    QLabel* m_route = nullptr;
+    QLineEdit* m_commandLine = nullptr;
+    QCheckBox* m_desktopBinding = nullptr;
+    QLabel* m_desktopBindingStatus = nullptr;
+
+  public:
+    SettingsModel model;
+};
+
 SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
                                Services services)
     : QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
                            Qt::CustomizeWindowHint),
       m_l10n(l10n),
       m_settings(settings),
-      m_services(std::move(services)),
-      m_model(keys) {
+      m_services(std::move(services)) {
     setObjectName(QStringLiteral("settingsWindow"));
     setAttribute(Qt::WA_StyledBackground);
     setStyleSheet(theme::windowStyleSheet());
@@ -70,49 +236,32 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     // Not resizable by the user; follows its content when the language changes.
     layout->setSizeConstraint(QLayout::SetFixedSize);
 
-    m_heading = new QLabel;
-    m_heading->setFont(theme::bodyFont(13, true));
-    layout->addWidget(m_heading);
-    m_combo = new QLabel;
-    m_combo->setObjectName(QStringLiteral("combo"));
-    m_combo->setFont(theme::bodyFont(22, true));
-    layout->addWidget(m_combo);
-    auto* buttons = new QHBoxLayout;
-    m_change = new QPushButton;
-    m_change->setObjectName(QStringLiteral("change"));
-    m_default = new QPushButton;
-    m_default->setObjectName(QStringLiteral("default"));
-    buttons->addWidget(m_change);
-    buttons->addWidget(m_default);
-    buttons->addStretch(1);
-    layout->addLayout(buttons);
-    m_hint = new QLabel;
-    m_hint->setObjectName(QStringLiteral("hint"));
-    m_hint->setWordWrap(true);
-    // Room for the hint or the warning, so the window does not jump.
-    m_hint->setMinimumHeight(2 * m_hint->fontMetrics().lineSpacing());
-    layout->addWidget(m_hint);
-    // Which route the shortcut takes; on the command route the command to
-    // bind, ready to copy, instead of keys this program cannot hold.
-    m_route = new QLabel;
-    m_route->setObjectName(QStringLiteral("route"));
-    m_route->setWordWrap(true);
-    layout->addWidget(m_route);
-    m_command = new QLineEdit(m_services.lookupCommand);
-    m_command->setObjectName(QStringLiteral("lookupCommand"));
-    m_command->setReadOnly(true);
-    m_command->setVisible(!m_services.lookupCommand.isEmpty());
-    layout->addWidget(m_command);
-    m_desktopBinding = new QCheckBox;
-    m_desktopBinding->setObjectName(QStringLiteral("desktopBinding"));
-    m_desktopBinding->setVisible(!m_services.lookupCommand.isEmpty() &&
-                                 m_services.setDesktopBinding);
-    layout->addWidget(m_desktopBinding);
-    m_desktopBindingStatus = new QLabel;
-    m_desktopBindingStatus->setWordWrap(true);
-    m_desktopBindingStatus->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
-    m_desktopBindingStatus->setVisible(false);
-    layout->addWidget(m_desktopBindingStatus);
+    for (HotkeyAction action : kHotkeyActions) {
+        if (action != HotkeyAction::Lookup) {
+            layout->addWidget(rule());
+        }
+        auto* section = new ShortcutSection(action, keys, *this);
+        m_sections[slotOf(action)] = section;
+        layout->addWidget(section);
+        // One recording at a time; the global shortcuts let go while any is on.
+        section->model.onRecordingChanged = [this, section](bool recording) {
+            if (recording) {
+                for (ShortcutSection* other : m_sections) {
+                    if (other != section) {
+                        other->model.stopRecording();
+                    }
+                }
+            }
+            const bool any = std::any_of(m_sections.begin(), m_sections.end(),
+                                         [](ShortcutSection* s) { return s->model.recording(); });
+            if (any != m_recording) {
+                m_recording = any;
+                if (onRecordingChanged) {
+                    onRecordingChanged(any);
+                }
+            }
+        };
+    }
 
     layout->addWidget(rule());
     auto* lang = new QHBoxLayout;
@@ -176,38 +325,37 @@ SettingsWindow::SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSetti
     server->setColumnMinimumWidth(1, 260);
     layout->addLayout(server);
 
-    connect(m_change, &QPushButton::clicked, this, [this] { m_model.startRecording(); });
-    connect(m_default, &QPushButton::clicked, this, [this] { m_model.resetToDefault(); });
     connect(m_language, &QComboBox::activated, this, [this](int index) {
         m_l10n.setLang(static_cast<AppLanguage>(m_language->itemData(index).toInt()));
     });
     // clicked, not toggled: only the user's own click writes the entry.
     connect(m_startAtLogin, &QCheckBox::clicked, this, &SettingsWindow::toggleStartAtLogin);
-    connect(m_desktopBinding, &QCheckBox::clicked, this, &SettingsWindow::toggleDesktopBinding);
     connect(m_saveUrl, &QPushButton::clicked, this, &SettingsWindow::saveServiceUrl);
     connect(m_url, &QLineEdit::returnPressed, this, &SettingsWindow::saveServiceUrl);
     connect(m_saveToken, &QPushButton::clicked, this, &SettingsWindow::saveToken);
     connect(m_token, &QLineEdit::returnPressed, this, &SettingsWindow::saveToken);
-    connect(&m_model, &SettingsModel::changed, this, &SettingsWindow::refresh);
     connect(&m_l10n, &Localization::languageChanged, this, &SettingsWindow::retranslate);
-    m_model.needModifierText = [this] { return m_l10n.format(msg::kNeedModifier, modifierList()); };
-    m_model.onRecordingChanged = [this](bool recording) {
-        if (onRecordingChanged) {
-            onRecordingChanged(recording);
-        }
-    };
     retranslate();
 }
 
 SettingsWindow::~SettingsWindow() {
-    m_model.stopRecording();
+    for (ShortcutSection* section : m_sections) {
+        section->model.onRecordingChanged = nullptr;
+        section->model.stopRecording();
+    }
 }
 
-void SettingsWindow::show(const HotkeyCombo& current,
-                          std::function<void(const HotkeyCombo&)> onChange) {
+SettingsModel& SettingsWindow::model(HotkeyAction action) {
+    return m_sections[slotOf(action)]->model;
+}
+
+void SettingsWindow::show(const Combos& current,
+                          std::function<void(HotkeyAction, const HotkeyCombo&)> onChange) {
     bool first = !property("placed").toBool();
-    m_model.onComboChange = std::move(onChange);
-    m_model.setCombo(current);
+    m_onChange = std::move(onChange);
+    for (HotkeyAction action : kHotkeyActions) {
+        model(action).setCombo(current[slotOf(action)]);
+    }
     m_url->setText(QString::fromStdString(m_settings.serviceUrl()));
     m_urlStatus->clear();
     m_tokenStatus->clear();
@@ -227,19 +375,18 @@ void SettingsWindow::show(const HotkeyCombo& current,
 }
 
 void SettingsWindow::closeEvent(QCloseEvent* event) {
-    m_model.stopRecording();
+    for (ShortcutSection* section : m_sections) {
+        section->model.stopRecording();
+    }
     hide();
     event->ignore();
 }
 
 void SettingsWindow::retranslate() {
     setWindowTitle(m_l10n.text(msg::kSettingsTitle));
-    m_heading->setText(m_l10n.text(msg::kLookupShortcut));
-    m_route->setText(m_l10n.text(m_services.lookupCommand.isEmpty() ? msg::kShortcutHeldRoute
-                                                                    : msg::kShortcutCommandRoute));
-    m_default->setText(m_l10n.format(
-        msg::kDefaultCombo,
-        m_services.displayForm ? m_services.displayForm(HotkeyCombo::defaultCombo()) : QString()));
+    for (ShortcutSection* section : m_sections) {
+        section->retranslate();
+    }
     m_languageLabel->setText(m_l10n.text(msg::kLanguage));
     m_startAtLogin->setText(m_l10n.text(msg::kStartAtLogin));
     m_language->setCurrentIndex(m_language->findData(static_cast<int>(m_l10n.lang())));
@@ -291,41 +438,13 @@ void SettingsWindow::toggleStartAtLogin(bool on) {
     refresh();
 }
 
-void SettingsWindow::toggleDesktopBinding(bool on) {
-    const bool ok = m_services.setDesktopBinding && m_services.setDesktopBinding(on);
-    m_desktopBindingStatus->setText(ok ? QString() : m_l10n.text(msg::kDesktopBindingFailed));
-    m_desktopBindingStatus->setVisible(!ok);
-    refresh();
-}
-
 void SettingsWindow::refresh() {
     // The file is the truth: the desktop's own tools may have changed it.
     if (m_autostart) {
         m_startAtLogin->setChecked(m_autostart->enabled());
     }
-    const QString combo =
-        m_services.displayForm ? m_services.displayForm(m_model.combo()) : QString();
-    m_combo->setText(combo);
-    // The keys mean something where the program holds them, or where the
-    // desktop's settings hold them for it.
-    const bool bound = m_services.desktopBindingOn && m_services.desktopBindingOn();
-    m_desktopBinding->setChecked(bound);
-    m_desktopBinding->setText(m_l10n.format(msg::kDesktopBinding, combo));
-    const bool keysShown = m_services.lookupCommand.isEmpty() || bound;
-    for (QWidget* w : {static_cast<QWidget*>(m_combo), static_cast<QWidget*>(m_change),
-                       static_cast<QWidget*>(m_default), static_cast<QWidget*>(m_hint)}) {
-        w->setVisible(keysShown);
-    }
-    bool recording = m_model.recording();
-    m_change->setText(m_l10n.text(recording ? msg::kPressCombo : msg::kChangeShortcut));
-    if (m_model.warning()) {
-        m_hint->setText(*m_model.warning());
-        m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::seal().name()));
-    } else if (recording) {
-        m_hint->setText(m_l10n.format(msg::kRecordingHint, modifierList()));
-        m_hint->setStyleSheet(QStringLiteral("color: %1").arg(YDao::muted().name()));
-    } else {
-        m_hint->clear();
+    for (ShortcutSection* section : m_sections) {
+        section->refresh();
     }
 }
 

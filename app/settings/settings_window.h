@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <optional>
 #include <string>
@@ -19,10 +20,11 @@ class AppSettings;
 class AutostartEntry;
 class Localization;
 
-// The Settings window: the lookup shortcut (shown, recorded, reset), the
-// interface language, and the server the online features use. Created once
-// and reused; closing only hides it. Follows the interface language while
-// open. Main thread only; borrows its collaborators.
+// The Settings window: the two shortcuts, looking up and reading the screen
+// (each shown, recorded, reset), the interface language, and the server the
+// online features use. Created once and reused; closing only hides it.
+// Follows the interface language while open. Main thread only; borrows its
+// collaborators.
 class SettingsWindow : public QWidget {
     Q_OBJECT
   public:
@@ -31,27 +33,29 @@ class SettingsWindow : public QWidget {
         std::function<QString(const HotkeyCombo&)> displayForm;
         // Keeps the sign-in token; false when no keychain can hold it.
         std::function<bool(const std::string& token)> saveToken;
-        // Where the desktop must run the lookup from a key it binds (the
-        // command route): the command. Empty: the program holds its
-        // shortcut itself.
-        QString lookupCommand;
-        // On the command route, where the program may write the binding
-        // into the desktop's keyboard settings (GNOME): whether it is there,
-        // and turning it on or off (false: the settings refused). Empty: no
-        // such offer.
-        std::function<bool()> desktopBindingOn;
-        std::function<bool(bool on)> setDesktopBinding;
+        // Where the desktop must run an action from a key it binds (the
+        // command route): the command of each action. Empty: the program
+        // holds its shortcuts itself.
+        std::array<QString, kHotkeyActions.size()> commands;
+        // On the command route, where the program may write the bindings
+        // into the desktop's keyboard settings (GNOME): whether an action's
+        // is there, and turning it on or off (false: the settings refused).
+        // Empty: no such offer.
+        std::function<bool(HotkeyAction)> desktopBindingOn;
+        std::function<bool(HotkeyAction, bool on)> setDesktopBinding;
     };
+    using Combos = std::array<HotkeyCombo, kHotkeyActions.size()>;
 
     SettingsWindow(HotkeyBackend& keys, Localization& l10n, AppSettings& settings,
                    Services services);
     ~SettingsWindow() override;
 
-    // Shows `current` and brings the window to the front; `onChange` gets
-    // every newly recorded or reset combo.
-    void show(const HotkeyCombo& current, std::function<void(const HotkeyCombo&)> onChange);
+    // Shows the current combos and brings the window to the front;
+    // `onChange` gets every newly recorded or reset combo with its action.
+    void show(const Combos& current,
+              std::function<void(HotkeyAction, const HotkeyCombo&)> onChange);
 
-    SettingsModel& model() { return m_model; }
+    SettingsModel& model(HotkeyAction action = HotkeyAction::Lookup);
     // The login entry behind the "Start at login" switch (borrowed; it must
     // outlive the window). Null hides the switch.
     void setStartAtLogin(const AutostartEntry* entry);
@@ -74,26 +78,20 @@ class SettingsWindow : public QWidget {
     void closeEvent(QCloseEvent* event) override;
 
   private:
+    class ShortcutSection;
+
     void retranslate();
     void refresh();
     void saveServiceUrl();
     void saveToken();
     void toggleStartAtLogin(bool on);
-    void toggleDesktopBinding(bool on);
 
     Localization& m_l10n;
     AppSettings& m_settings;
     Services m_services;
-    SettingsModel m_model;
-    QLabel* m_heading = nullptr;
-    QLabel* m_combo = nullptr;
-    QPushButton* m_change = nullptr;
-    QLabel* m_hint = nullptr;
-    QLabel* m_route = nullptr;
-    QLineEdit* m_command = nullptr;
-    QCheckBox* m_desktopBinding = nullptr;
-    QLabel* m_desktopBindingStatus = nullptr;
-    QPushButton* m_default = nullptr;
+    std::array<ShortcutSection*, kHotkeyActions.size()> m_sections{};
+    std::function<void(HotkeyAction, const HotkeyCombo&)> m_onChange;
+    bool m_recording = false;
     QLabel* m_languageLabel = nullptr;
     QComboBox* m_language = nullptr;
     const AutostartEntry* m_autostart = nullptr;

@@ -5,6 +5,7 @@
 
 #include <QCheckBox>
 #include <QLabel>
+#include <QLineEdit>
 
 #include <QPushButton>
 
@@ -12,6 +13,7 @@
 #include <QMenu>
 #include <fstream>
 
+#include "app/hotkey/hotkey_manager.h"
 #include "app/lookup/lookup_road.h"
 #include "app/popup/popup_controller.h"
 #include "app/settings/settings_window.h"
@@ -68,8 +70,8 @@ TEST(AppLaunchTest, FreshInstallShowsAltDNoticesAndSeedsStudy) {
     f.start();
     EXPECT_TRUE(f.alerts.shown.empty());
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (Alt+D)"));
-    ASSERT_TRUE(f.hotkey->registered);
-    EXPECT_EQ(*f.hotkey->registered, HotkeyCombo::defaultCombo());
+    ASSERT_TRUE(f.hotkey->registered());
+    EXPECT_EQ(*f.hotkey->registered(), HotkeyCombo::defaultCombo());
     EXPECT_EQ(f.notifier->shown.at("talvo.launch").body,
               "In the menu bar (墨). Select Hán text, then press Alt+D to look up.");
     ASSERT_TRUE(f.notifier->daily.count("talvo.study.daily"));
@@ -88,9 +90,12 @@ TEST(AppLaunchTest, WhatASessionCannotDoIsSaidOnceWithWhatToDo) {
     f.start();
     ASSERT_EQ(f.alerts.shown.size(), 1u);
     EXPECT_EQ(f.alerts.shown[0].first, QStringLiteral("Give Talvo a shortcut"));
-    EXPECT_TRUE(f.alerts.shown[0].second.endsWith(QCoreApplication::applicationFilePath() +
-                                                  QStringLiteral(" --lookup")))
+    // Both commands, each on its own line, ready to copy.
+    const QStringList lines = f.alerts.shown[0].second.split(QLatin1Char('\n'));
+    EXPECT_TRUE(
+        lines.contains(QCoreApplication::applicationFilePath() + QStringLiteral(" --lookup")))
         << f.alerts.shown[0].second.toStdString();
+    EXPECT_EQ(lines.last(), QCoreApplication::applicationFilePath() + QStringLiteral(" --ocr"));
 
     // The next start of the program says nothing more.
     f.start();
@@ -128,7 +133,7 @@ TEST(AppLaunchTest, OnTheCommandRouteGnomesSettingsCanHoldTheKeyForUs) {
     EXPECT_FALSE(w->findChild<QLabel*>(QStringLiteral("combo"))->isHidden());
 
     // A new combo moves the desktop's binding along.
-    c.applyCombo({keycode::kL, carbon::kControl | carbon::kShift});
+    c.applyCombo(HotkeyAction::Lookup, {keycode::kL, carbon::kControl | carbon::kShift});
     EXPECT_EQ(f.desktopBinding->binding, "<Control><Shift>l");
 
     // Locked settings: said, and the box shows what is true.
@@ -140,6 +145,52 @@ TEST(AppLaunchTest, OnTheCommandRouteGnomesSettingsCanHoldTheKeyForUs) {
     bind->click();
     EXPECT_TRUE(f.desktopBinding->binding.empty());
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Look up (your bound key)"));
+}
+
+TEST(AppLaunchTest, TheScreenShortcutIsHeldSavedAndBoundInGnomeLikeTheLookups) {
+    AppFixture f;
+    f.settings->setString("app.language", "en");
+    AppController& c = f.start();
+    EXPECT_EQ(f.hotkey->registered(HotkeyAction::ScreenText),
+              HotkeyConfig::defaultCombo(HotkeyAction::ScreenText));
+    // Its press and `talvo --ocr` both take a picture of the screen (the
+    // desktop's dialog is cancelled here).
+    f.capture->next.status = CaptureOutcome::Status::Cancelled;
+    ASSERT_TRUE(f.hotkey->press(HotkeyAction::ScreenText));
+    QApplication::processEvents();
+    EXPECT_EQ(f.capture->captures, 1);
+    c.handleRequest("ocr");
+    EXPECT_EQ(f.capture->captures, 2);
+
+    c.applyCombo(HotkeyAction::ScreenText, {keycode::kL, carbon::kControl | carbon::kOption});
+    EXPECT_EQ(f.settings->integer("ocrHotkey.keyCode"), keycode::kL);
+    EXPECT_EQ(f.settings->integer("ocrHotkey.carbonModifiers"), carbon::kControl | carbon::kOption);
+    EXPECT_EQ(f.settings->integer("hotkey.keyCode"), std::nullopt);
+    EXPECT_EQ(loadCombo(*f.settings, HotkeyAction::ScreenText),
+              (HotkeyCombo{keycode::kL, carbon::kControl | carbon::kOption}));
+    EXPECT_EQ(f.hotkey->registered(), HotkeyCombo::defaultCombo());
+
+    // On the command route GNOME may hold its key too, running `--ocr`.
+    AppFixture gnome;
+    gnome.settings->setString("app.language", "en");
+    gnome.shortcutByCommand = true;
+    gnome.offerDesktopBinding = true;
+    AppController& g = gnome.start();
+    g.openSettings();
+    auto* command = g.settingsWindow()->findChild<QLineEdit*>(QStringLiteral("screenTextCommand"));
+    ASSERT_NE(command, nullptr);
+    EXPECT_TRUE(command->text().endsWith(QStringLiteral(" --ocr")));
+    auto* bind =
+        g.settingsWindow()->findChild<QCheckBox*>(QStringLiteral("screenTextDesktopBinding"));
+    ASSERT_NE(bind, nullptr);
+    EXPECT_EQ(bind->text(), QStringLiteral("Let GNOME run this command on Alt+Shift+D"));
+    bind->click();
+    EXPECT_EQ(gnome.screenTextBinding->binding, "<Alt><Shift>d");
+    EXPECT_TRUE(QString::fromStdString(gnome.screenTextBinding->command).endsWith(" --ocr"));
+    EXPECT_TRUE(gnome.desktopBinding->binding.empty());  // the lookup's is its own
+    g.applyCombo(HotkeyAction::ScreenText, {keycode::kL, carbon::kControl | carbon::kOption});
+    EXPECT_EQ(gnome.screenTextBinding->binding, "<Control><Alt>l");
+    g.settingsWindow()->close();
 }
 
 TEST(AppLaunchTest, WithoutATrayTheMenuLivesInAWindowThatALaunchBringsBack) {
@@ -204,9 +255,9 @@ TEST(MenuTest, RecordingInSettingsLetsGoOfTheGlobalShortcut) {
     AppController& c = f.start();
     c.openSettings();
     c.settingsWindow()->model().startRecording();
-    EXPECT_FALSE(f.hotkey->registered.has_value());
+    EXPECT_FALSE(f.hotkey->registered().has_value());
     c.settingsWindow()->model().handle({keycode::kF5, eventflags::kControl | eventflags::kOption});
-    EXPECT_EQ(f.hotkey->registered,
+    EXPECT_EQ(f.hotkey->registered(),
               (HotkeyCombo{keycode::kF5, carbon::kControl | carbon::kOption}));
     EXPECT_EQ(f.menuTitles()[0], QStringLiteral("Tra cứu (Ctrl+Alt+F5)"));
     c.settingsWindow()->close();

@@ -8,6 +8,7 @@
 
 #include "app/controller/app_controller.h"
 #include "app/controller/app_stores.h"
+#include "app/platform/capture/fake/fake_screen_capture.h"
 #include "app/platform/hotkey/fake/fake_desktop_keybinding.h"
 #include "app/platform/hotkey/fake/fake_hotkey_backend.h"
 #include "app/platform/notifications/fake/fake_notifier.h"
@@ -17,6 +18,7 @@
 #include "app/shell/alerts.h"
 #include "app/study/deck_events.h"
 #include "app/tests/fake_pump.h"
+#include "app/tests/fake_recognizer.h"
 #include "app/tray/tray_menu.h"
 #include "core/tests/fixture_dict.h"
 #include "net/settings/app_settings.h"
@@ -68,22 +70,34 @@ class AppFixture {
         auto trustBackend = std::make_unique<FakeTrust>();
         auto notifierBackend = std::make_unique<FakeNotifier>();
         auto pumpBackend = std::make_unique<FakePump>();
+        auto captureBackend = std::make_unique<FakeScreenCapture>();
         hotkey = hotkeyBackend.get();
         selection = selectionBackend.get();
         clipboard = clipboardBackend.get();
         trust = trustBackend.get();
         notifier = notifierBackend.get();
         pump = pumpBackend.get();
+        capture = captureBackend.get();
         e.platform.hotkey = std::move(hotkeyBackend);
         e.platform.selection = std::move(selectionBackend);
         e.platform.clipboard = std::move(clipboardBackend);
         e.platform.trust = std::move(trustBackend);
         e.platform.notifier = std::move(notifierBackend);
+        e.platform.capture = std::move(captureBackend);
         e.platform.shortcutByCommand = shortcutByCommand;
+        e.recognizer = [script = recognizer]() -> std::unique_ptr<ocr::TextRecognizer> {
+            ++script->made;
+            if (script->engineMissing) {
+                return nullptr;
+            }
+            return std::make_unique<FakeRecognizer>(script);
+        };
         if (offerDesktopBinding) {
             auto binding = std::make_unique<FakeDesktopKeybinding>();
+            auto screenText = std::make_unique<FakeDesktopKeybinding>();
             desktopBinding = binding.get();
-            e.platform.desktopBinding = std::move(binding);
+            screenTextBinding = screenText.get();
+            e.platform.desktopBindings = {std::move(binding), std::move(screenText)};
         }
         e.trayAvailable = trayAvailable;
         e.trayCheckDelayMs = 0;
@@ -118,10 +132,11 @@ class AppFixture {
     LessonsService* lessons = nullptr;  // the lessons feed, when a test gives one
     DeckEvents deck;
     std::unique_ptr<AppStores> stores;
-    bool shortcutByCommand = false;       // the session limits start() reports
-    std::function<bool()> trayAvailable;  // null: the desktop has a tray
-    bool offerDesktopBinding = false;     // GNOME's keyboard settings are there
-    FakeDesktopKeybinding* desktopBinding = nullptr;
+    bool shortcutByCommand = false;                      // the session limits start() reports
+    std::function<bool()> trayAvailable;                 // null: the desktop has a tray
+    bool offerDesktopBinding = false;                    // GNOME's keyboard settings are there
+    FakeDesktopKeybinding* desktopBinding = nullptr;     // the lookup's
+    FakeDesktopKeybinding* screenTextBinding = nullptr;  // reading the screen
     std::unique_ptr<AppController> controller;
     FakeHotkeyBackend* hotkey = nullptr;
     FakeSelectionBackend* selection = nullptr;
@@ -129,6 +144,9 @@ class AppFixture {
     FakeTrust* trust = nullptr;
     FakeNotifier* notifier = nullptr;
     FakePump* pump = nullptr;
+    FakeScreenCapture* capture = nullptr;
+    // What the recogniser answers; shared with the recognition thread.
+    std::shared_ptr<RecognizerScript> recognizer = std::make_shared<RecognizerScript>();
 };
 
 }  // namespace talvo::testing

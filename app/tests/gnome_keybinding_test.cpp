@@ -64,11 +64,22 @@ TEST(GnomeKeybindingTest, OursIsAddedOnceMovedAlongAndTakenOutLeavingTheUsersOwn
     EXPECT_EQ(readWithTool("get " + entry + " command"), "'/usr/bin/talvo --lookup'\n");
     EXPECT_EQ(readWithTool("get " + entry + " name"), "'Talvo'\n");
 
+    // The screen's entry is a second one of ours, beside the lookup's.
+    auto screen = GnomeKeybinding::create(HotkeyAction::ScreenText);
+    ASSERT_TRUE(screen->install("/usr/bin/talvo --ocr", "<Alt><Shift>d"));
+    const std::string screenPath = GnomeKeybinding::kScreenTextPath;
+    EXPECT_EQ(readWithTool(std::string("get ") + kList + " custom-keybindings"),
+              "['" + std::string(kUsers) + "', '" + path + "', '" + screenPath + "']\n");
+    EXPECT_EQ(binding->binding(), "<Control><Shift>l");
+    EXPECT_EQ(screen->binding(), "<Alt><Shift>d");
+
     ASSERT_TRUE(binding->remove());
     EXPECT_FALSE(binding->installed());
+    EXPECT_TRUE(screen->installed());
     EXPECT_EQ(binding->binding(), "");
     EXPECT_EQ(readWithTool(std::string("get ") + kList + " custom-keybindings"),
-              "['" + std::string(kUsers) + "']\n");
+              "['" + std::string(kUsers) + "', '" + screenPath + "']\n");
     EXPECT_EQ(readWithTool("get " + entry + " command"), "''\n");
+    ASSERT_TRUE(screen->remove());
     g_object_unref(list);
 }

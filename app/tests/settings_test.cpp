@@ -27,8 +27,12 @@ class SettingsTest : public ::testing::Test {
                 c, [this](uint32_t k) { return keys.character(k); }, kNativeKeyStyle));
         };
         window = std::make_unique<SettingsWindow>(keys, l10n, settings, services);
-        window->show(HotkeyCombo::defaultCombo(),
-                     [this](const HotkeyCombo& c) { changes.push_back(c); });
+        window->show(
+            {HotkeyCombo::defaultCombo(), HotkeyConfig::defaultCombo(HotkeyAction::ScreenText)},
+            [this](HotkeyAction action, const HotkeyCombo& c) {
+                changes.push_back(c);
+                actions.push_back(action);
+            });
         QApplication::processEvents();
     }
     ~SettingsTest() override { window->model().stopRecording(); }
@@ -47,6 +51,7 @@ class SettingsTest : public ::testing::Test {
     FakeHotkeyBackend keys;
     std::unique_ptr<SettingsWindow> window;
     std::vector<HotkeyCombo> changes;
+    std::vector<HotkeyAction> actions;
 };
 
 }  // namespace
@@ -96,6 +101,41 @@ TEST_F(SettingsTest, DefaultButtonStopsRecordingAndRestoresOptionD) {
     EXPECT_EQ(text("combo"), QStringLiteral("Alt+D"));
     EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("default"))->text(),
               QStringLiteral("Mặc định Alt+D"));
+}
+
+TEST_F(SettingsTest, TheScreenShortcutIsRecordedApartAndNeverTakesTheLookupsCombo) {
+    EXPECT_EQ(text("screenTextHeading"), QStringLiteral("Phím tắt đọc chữ trên màn hình"));
+    EXPECT_EQ(text("screenTextCombo"), QStringLiteral("Alt+Shift+D"));
+    auto* change = window->findChild<QPushButton*>(QStringLiteral("screenTextChange"));
+    ASSERT_NE(change, nullptr);
+
+    // One recording at a time: starting the screen's stops the lookup's.
+    std::vector<bool> recording;
+    window->onRecordingChanged = [&](bool on) { recording.push_back(on); };
+    window->model().startRecording();
+    change->click();
+    EXPECT_FALSE(window->model().recording());
+    EXPECT_TRUE(window->model(HotkeyAction::ScreenText).recording());
+    EXPECT_EQ(recording, std::vector<bool>{true});  // the shortcuts stay let go throughout
+
+    // Alt+D is the lookup's: refused with a warning, still recording.
+    key(Qt::Key_D, Qt::AltModifier);
+    EXPECT_TRUE(window->model(HotkeyAction::ScreenText).recording());
+    EXPECT_EQ(text("screenTextHint"), QStringLiteral("Phím tắt kia đang dùng tổ hợp này."));
+    EXPECT_TRUE(changes.empty());
+    key(Qt::Key_O, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(recording, (std::vector<bool>{true, false}));
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(actions[0], HotkeyAction::ScreenText);
+    EXPECT_EQ(changes[0], (HotkeyCombo{31, carbon::kControl | carbon::kOption}));
+    EXPECT_EQ(text("screenTextCombo"), QStringLiteral("Ctrl+Alt+O"));
+    EXPECT_EQ(text("combo"), QStringLiteral("Alt+D"));
+
+    // Its default button restores its own default.
+    window->findChild<QPushButton*>(QStringLiteral("screenTextDefault"))->click();
+    EXPECT_EQ(changes.back(), HotkeyConfig::defaultCombo(HotkeyAction::ScreenText));
+    EXPECT_EQ(window->findChild<QPushButton*>(QStringLiteral("screenTextDefault"))->text(),
+              QStringLiteral("Mặc định Alt+Shift+D"));
 }
 
 TEST_F(SettingsTest, LanguageChoiceRetitlesTheWindowAtOnce) {
@@ -154,9 +194,10 @@ TEST_F(SettingsTest, TheWindowSaysWhichRouteTheShortcutTakes) {
     // copy, and no keys to record that nothing would hold.
     window->hide();
     SettingsWindow::Services command;
-    command.lookupCommand = QStringLiteral("/usr/bin/talvo --lookup");
+    command.commands = {QStringLiteral("/usr/bin/talvo --lookup"),
+                        QStringLiteral("/usr/bin/talvo --ocr")};
     SettingsWindow wayland(keys, l10n, settings, command);
-    wayland.show(HotkeyCombo::defaultCombo(), [](const HotkeyCombo&) {});
+    wayland.show({}, [](HotkeyAction, const HotkeyCombo&) {});
     QApplication::processEvents();
     auto* line = wayland.findChild<QLineEdit*>(QStringLiteral("lookupCommand"));
     ASSERT_NE(line, nullptr);

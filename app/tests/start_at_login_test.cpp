@@ -97,7 +97,7 @@ TEST_F(StartAtLoginTest, TheSettingsSwitchWritesAndRemovesTheEntry) {
     Localization l10n(settings);
     FakeHotkeyBackend keys;
     SettingsWindow window(keys, l10n, settings, {});
-    window.show(HotkeyCombo::defaultCombo(), [](const HotkeyCombo&) {});
+    window.show({}, [](HotkeyAction, const HotkeyCombo&) {});
     auto* box = window.findChild<QCheckBox*>(QStringLiteral("startAtLogin"));
     auto* status = window.findChild<QLabel*>(QStringLiteral("startAtLoginStatus"));
     ASSERT_NE(box, nullptr);
@@ -123,7 +123,7 @@ TEST_F(StartAtLoginTest, TheSettingsSwitchWritesAndRemovesTheEntry) {
 
     // Changed behind the window's back: shown as it is when the window opens.
     ASSERT_TRUE(entry->enable());
-    window.show(HotkeyCombo::defaultCombo(), [](const HotkeyCombo&) {});
+    window.show({}, [](HotkeyAction, const HotkeyCombo&) {});
     EXPECT_TRUE(box->isChecked());
 
     // A write that fails says where, in the interface language, and the

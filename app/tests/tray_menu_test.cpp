@@ -21,19 +21,19 @@ TEST(MenuTest, ComboChangeRetitlesTheLookupRowAndRegistersOnce) {
     AppController& c = f.start();
     QAction* lookupRow = c.trayMenu().menu()->actions()[0];
     HotkeyCombo shiftCommandL{keycode::kL, carbon::kCommand | carbon::kShift};
-    c.applyCombo(shiftCommandL);
-    c.applyCombo(shiftCommandL);
+    c.applyCombo(HotkeyAction::Lookup, shiftCommandL);
+    c.applyCombo(HotkeyAction::Lookup, shiftCommandL);
     EXPECT_EQ(c.trayMenu().menu()->actions()[0], lookupRow);  // retitled, not rebuilt
     EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (Shift+Super+L)"));
-    EXPECT_EQ(f.hotkey->registered, shiftCommandL);
+    EXPECT_EQ(f.hotkey->registered(), shiftCommandL);
     EXPECT_EQ(loadCombo(*f.settings), shiftCommandL);
-    EXPECT_EQ(f.hotkey->registrations, 3);  // launch + two applies, one alive
+    EXPECT_EQ(f.hotkey->registrations, 4);  // both at launch + two applies, one alive
 
     // A combo another program holds is kept and shown but never fires.
     HotkeyCombo taken{keycode::kA, carbon::kCommand};
     f.hotkey->refused.push_back(taken);
-    c.applyCombo(taken);
-    EXPECT_FALSE(f.hotkey->registered.has_value());
+    c.applyCombo(HotkeyAction::Lookup, taken);
+    EXPECT_FALSE(f.hotkey->registered().has_value());
     EXPECT_EQ(lookupRow->text(), QStringLiteral("Look up (Super+A)"));
     EXPECT_EQ(loadCombo(*f.settings), taken);
 }

@@ -300,6 +300,74 @@ inline constexpr Tr kMoreCharacters{
     "… and %@ more characters (Copy all has them all).",
 };
 inline constexpr Tr kMoreCandidates{"… và %@ chữ khác", "……還有 %@ 個字", "… and %@ more"};
+
+// Desktop program: reading text off the screen (the second shortcut, its
+// region overlay and its panel).
+inline constexpr Tr kScreenTextShortcut{"Phím tắt đọc chữ trên màn hình", "螢幕文字快捷鍵",
+                                        "Text-on-screen shortcut"};
+inline constexpr Tr kComboTakenByOther{"Phím tắt kia đang dùng tổ hợp này.",
+                                       "另一個快捷鍵已使用此組合鍵。",
+                                       "The other shortcut already uses this combo."};
+inline constexpr Tr kCommandScreenTextText{
+    "Để đọc chữ trên màn hình, gán thêm một phím (ví dụ Alt+Shift+D) cho lệnh:\n%@",
+    "若要讀取螢幕上的文字，請再為以下指令指定一個按鍵（例如 Alt+Shift+D）：\n%@",
+    "To read text on the screen, bind another key (Alt+Shift+D, say) to:\n%@",
+};
+inline constexpr Tr kRegionHint{
+    "Kéo chuột quanh chữ Hán cần đọc. Esc để huỷ.",
+    "拖曳滑鼠框住要讀取的漢字。按 Esc 取消。",
+    "Drag around the Hán text to read. Esc cancels.",
+};
+inline constexpr Tr kScreenTextHeading{"Chữ trên màn hình", "螢幕上的文字", "Text on screen"};
+inline constexpr Tr kRecognizing{"Đang đọc chữ…", "正在辨識文字…", "Reading the text…"};
+inline constexpr Tr kRecognizedHint{
+    "Chữ gạch chân đỏ là chữ đọc chưa chắc. Sửa ngay trên dòng này; Enter để tra lại.",
+    "紅色底線的字辨識不確定。可直接在這一行修改，按 Enter 重新查詢。",
+    "Characters underlined in red are uncertain. Fix them in this line; Enter looks up again.",
+};
+inline constexpr Tr kRegionTooSmall{
+    "Vùng chọn quá nhỏ. Kéo chuột bao quanh cả dòng chữ.",
+    "選取範圍太小。請拖曳框住整行文字。",
+    "The region is too small. Drag around the whole line of text.",
+};
+inline constexpr Tr kRecognitionBadImage{
+    "Không đọc được ảnh của vùng này. Thử kéo lại, rộng hơn một chút.",
+    "無法讀取此區域的影像。請再拖曳一次，範圍稍大一些。",
+    "Couldn't read the picture of this region. Drag again, a little wider.",
+};
+inline constexpr Tr kRecognitionNoText{
+    "Không thấy chữ Hán nào trong vùng này.",
+    "此區域中沒有找到漢字。",
+    "No Hán text found in this region.",
+};
+inline constexpr Tr kRecognitionModelMissing{
+    "Chưa cài mô hình nhận dạng chữ. Cài gói %@ rồi thử lại.",
+    "尚未安裝文字辨識模型。請安裝套件 %@ 後再試。",
+    "The text recognition model is not installed. Install the package %@, then try again.",
+};
+inline constexpr Tr kRecognitionUnavailable{
+    "Bản Talvo này không có phần nhận dạng chữ.",
+    "此版本的 Talvo 不含文字辨識功能。",
+    "This build of Talvo has no text recognition.",
+};
+inline constexpr Tr kNoHanInRecognized{
+    "Dòng chữ này không có chữ Hán.",
+    "這行文字中沒有漢字。",
+    "No Hán characters in this text.",
+};
+inline constexpr Tr kScreenshotUnavailable{
+    "Màn hình này không cho chương trình chụp ảnh (thiếu giao diện Screenshot của "
+    "xdg-desktop-portal), nên không đọc được chữ trên màn hình.",
+    "此桌面不允許程式擷取螢幕（缺少 xdg-desktop-portal 的 Screenshot 介面），因此無法讀取螢幕上的"
+    "文字。",
+    "This desktop lets no program take a screenshot (xdg-desktop-portal's Screenshot interface is "
+    "missing), so text on the screen cannot be read.",
+};
+inline constexpr Tr kScreenshotFailed{
+    "Không chụp được màn hình. Thử lại.",
+    "無法擷取螢幕，請再試一次。",
+    "Couldn't take a picture of the screen. Try again.",
+};
 }  // namespace msg
 
 }  // namespace talvo

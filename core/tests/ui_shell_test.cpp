@@ -31,6 +31,14 @@ TEST(HotkeyConfigTest, LoadFallsBackToOptionDExactlyWhenTheStoreSaysNothingUsabl
     EXPECT_EQ(HotkeyConfig::load(true, std::nullopt, 0x200), (HotkeyCombo{0, 0x200}));
     EXPECT_EQ(HotkeyConfig::load(true, -1, 0x100), HotkeyCombo::defaultCombo());
     EXPECT_EQ(HotkeyConfig::load(true, 2, 0x1'0000'0000), HotkeyCombo::defaultCombo());
+
+    // The screen's shortcut falls back to its own default, Option-Shift-D.
+    const HotkeyCombo screen = HotkeyConfig::defaultCombo(HotkeyAction::ScreenText);
+    EXPECT_EQ(screen, (HotkeyCombo{keycode::kD, carbon::kOption | carbon::kShift}));
+    EXPECT_EQ(HotkeyConfig::load(false, std::nullopt, std::nullopt, screen), screen);
+    EXPECT_EQ(HotkeyConfig::load(true, 37, 0, screen), screen);
+    EXPECT_EQ(HotkeyConfig::load(true, 37, 0x100, screen), (HotkeyCombo{37, 0x100}));
+    EXPECT_EQ(HotkeyConfig::displayForm(screen, usLayout(), KeyStyle::pc), "Alt+Shift+D");
 }
 
 TEST(HotkeyConfigTest, PcDesktopsReadModifierNamesInTheirOwnOrder) {

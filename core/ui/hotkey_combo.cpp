@@ -13,17 +13,24 @@ bool fitsUnsigned32(int64_t v) {
 }
 }  // namespace
 
-HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode,
-                 std::optional<int64_t> modifiers) {
+HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode, std::optional<int64_t> modifiers,
+                 HotkeyCombo fallback) {
     if (!hasKeyCode) {
-        return HotkeyCombo::defaultCombo();
+        return fallback;
     }
     int64_t code = keyCode.value_or(0);
     int64_t mods = modifiers.value_or(0);
     if (mods == 0 || !fitsUnsigned32(code) || !fitsUnsigned32(mods)) {
-        return HotkeyCombo::defaultCombo();
+        return fallback;
     }
     return HotkeyCombo{static_cast<uint32_t>(code), static_cast<uint32_t>(mods)};
+}
+
+HotkeyCombo defaultCombo(HotkeyAction action) {
+    if (action == HotkeyAction::ScreenText) {
+        return {keycode::kD, carbon::kOption | carbon::kShift};
+    }
+    return HotkeyCombo::defaultCombo();
 }
 
 std::string symbols(uint32_t m, KeyStyle style) {

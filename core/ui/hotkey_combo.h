@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -22,6 +24,18 @@ struct HotkeyCombo {
 
     bool operator==(const HotkeyCombo&) const = default;
 };
+
+// What a global shortcut does. The program holds one of each.
+enum class HotkeyAction {
+    Lookup,      // look up the selected text
+    ScreenText,  // read the text in a region of the screen and look it up
+};
+inline constexpr std::array<HotkeyAction, 2> kHotkeyActions{HotkeyAction::Lookup,
+                                                            HotkeyAction::ScreenText};
+// The action's place in per-action tables.
+constexpr size_t slotOf(HotkeyAction action) {
+    return static_cast<size_t>(action);
+}
 
 namespace carbon {
 inline constexpr uint32_t kCommand = 0x100;
@@ -65,11 +79,16 @@ namespace HotkeyConfig {
 // modifiers; absent when it produces none. Supplied by the platform.
 using CharacterForKey = std::function<std::optional<std::string>(uint32_t keyCode)>;
 
-// The stored combo: the default when no key code was ever stored or when the
+// The stored combo: `fallback` when no key code was ever stored or when the
 // stored modifiers are 0 (a shortcut without modifiers is never accepted). A
 // missing modifier value reads as 0. Values outside 0…2^32-1 cannot come from
-// this program; they also give the default rather than a truncated key.
-HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode, std::optional<int64_t> modifiers);
+// this program; they also give the fallback rather than a truncated key.
+HotkeyCombo load(bool hasKeyCode, std::optional<int64_t> keyCode, std::optional<int64_t> modifiers,
+                 HotkeyCombo fallback = HotkeyCombo::defaultCombo());
+
+// Each action's combo on a fresh install: Option-D looks up, Option-Shift-D
+// reads the screen.
+HotkeyCombo defaultCombo(HotkeyAction action);
 
 // ⌃ ⌥ ⇧ ⌘ for the bits that are set, always in that order; in the PC style
 // "Ctrl+", "Alt+", "Shift+", "Super+", in that order.

@@ -23,6 +23,9 @@ class AppSettings {
     static constexpr const char* kDeviceFallbackKey = "talvo.deviceFallbackID";
     static constexpr const char* kHotkeyKeyCodeKey = "hotkey.keyCode";
     static constexpr const char* kHotkeyModifiersKey = "hotkey.carbonModifiers";
+    // The second shortcut, which reads text off the screen, in the same form.
+    static constexpr const char* kScreenTextKeyCodeKey = "ocrHotkey.keyCode";
+    static constexpr const char* kScreenTextModifiersKey = "ocrHotkey.carbonModifiers";
     // The service every online feature talks to, e.g. "https://talvo.example".
     // A deployment setting: empty turns the online features off.
     static constexpr const char* kServiceUrlKey = "service.baseURL";

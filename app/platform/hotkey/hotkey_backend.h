@@ -11,17 +11,20 @@ class QKeyEvent;
 
 namespace talvo {
 
-// The system-wide shortcut as one operating system offers it. Main thread only.
+// The system-wide shortcuts as one operating system offers them: one combo
+// per action, each claimed and let go on its own. Main thread only.
 class HotkeyBackend {
   public:
     virtual ~HotkeyBackend() = default;
 
-    // Claims the combo for the whole desktop, replacing any earlier claim.
-    // `onPressed` runs on the main thread, from inside event dispatch, at each
-    // press. False when the system refused (another program holds the combo,
-    // the key has no code here): then nothing fires, and nothing else changes.
-    virtual bool registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) = 0;
-    virtual void unregisterCombo() = 0;
+    // Claims the combo for the whole desktop, replacing the action's earlier
+    // claim. `onPressed` runs on the main thread, from inside event dispatch,
+    // at each press. False when the system refused (another program holds
+    // the combo, the key has no code here): then nothing fires, and nothing
+    // else changes.
+    virtual bool registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                               std::function<void()> onPressed) = 0;
+    virtual void unregisterCombo(HotkeyAction action) = 0;
 
     // The character the key produces on the current layout without
     // modifiers; absent when it produces none.

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """A scripted desktop portal on a private session bus: GlobalShortcuts as
-KDE's portal answers it, the host registry, and test methods to read what was
-asked and to press the bound shortcut.
+KDE's portal answers it, Screenshot answering what the test scripted, the
+host registry, and test methods to read what was asked, to press the bound
+shortcut and to script the next screenshot.
 
 usage: fake_portal.py READY_FILE
 """
@@ -16,6 +17,8 @@ from gi.repository import GLib
 BUS = "org.freedesktop.portal.Desktop"
 PATH = "/org/freedesktop/portal/desktop"
 SHORTCUTS = "org.freedesktop.portal.GlobalShortcuts"
+SCREENSHOT = "org.freedesktop.portal.Screenshot"
+NEVER = 99  # a scripted response that is never sent (the dialog stays open)
 
 
 def plain(value):
@@ -56,15 +59,17 @@ class Portal(dbus.service.Object):
         self.conn = conn
         self.calls = []
         self.objects = []
+        self.screenshot = {"available": True, "response": 0, "uri": ""}
 
     def request_path(self, sender, token):
         return "%s/request/%s/%s" % (PATH, sender[1:].replace(".", "_"), token)
 
-    def answer(self, path, results):
+    def answer(self, path, results, response=0):
         request = Request(self.conn, path)
         self.objects.append(request)
         # After the method has returned, as a real portal does.
-        GLib.idle_add(lambda: request.Response(dbus.UInt32(0), results) and False)
+        if response != NEVER:
+            GLib.idle_add(lambda: request.Response(dbus.UInt32(response), results) and False)
         return dbus.ObjectPath(path)
 
     @dbus.service.method("org.freedesktop.DBus.Properties", in_signature="ss", out_signature="v")
@@ -97,6 +102,21 @@ class Portal(dbus.service.Object):
         return self.answer(self.request_path(sender, options["handle_token"]),
                            {"shortcuts": shortcuts})
 
+    @dbus.service.method(SCREENSHOT, in_signature="sa{sv}", out_signature="o",
+                         sender_keyword="sender")
+    def Screenshot(self, parent, options, sender=None):
+        if not self.screenshot["available"]:
+            raise dbus.exceptions.DBusException(
+                "no such method", name="org.freedesktop.DBus.Error.UnknownMethod")
+        self.calls.append({"method": "Screenshot", "parent": str(parent),
+                           "options": plain(options)})
+        results = {}
+        if self.screenshot["response"] == 0:
+            results["uri"] = dbus.String(self.screenshot["uri"])
+        return self.answer(self.request_path(sender, options["handle_token"]),
+                           dbus.Dictionary(results, signature="sv"),
+                           self.screenshot["response"])
+
     @dbus.service.signal(SHORTCUTS, signature="osta{sv}")
     def Activated(self, session, shortcut_id, timestamp, options):
         pass
@@ -105,6 +125,11 @@ class Portal(dbus.service.Object):
     @dbus.service.method("io.github.mirelo.TalvoTest", in_signature="", out_signature="s")
     def Calls(self):
         return json.dumps(self.calls)
+
+    @dbus.service.method("io.github.mirelo.TalvoTest", in_signature="bus", out_signature="")
+    def ScriptScreenshot(self, available, response, uri):
+        self.screenshot = {"available": bool(available), "response": int(response),
+                           "uri": str(uri)}
 
     @dbus.service.method("io.github.mirelo.TalvoTest", in_signature="os", out_signature="")
     def Press(self, session, shortcut_id):

@@ -11,46 +11,20 @@
 #include <QJsonObject>
 
 #include "app/platform/hotkey/portal/portal_hotkey_backend.h"
+#include "app/tests/portal/portal_test_support.h"
 
 using namespace talvo;
 
 namespace {
 
-// What the portal was asked so far.
-QJsonArray calls() {
-    QDBusMessage m = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.portal.Desktop"),
-        QStringLiteral("/org/freedesktop/portal/desktop"),
-        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Calls"));
-    QDBusMessage reply = QDBusConnection::sessionBus().call(m);
-    return QJsonDocument::fromJson(reply.arguments().value(0).toString().toUtf8()).array();
-}
+using talvo::testing::waitFor;
 
 QJsonArray callsOf(const QString& method) {
-    QJsonArray out;
-    for (const QJsonValue& c : calls()) {
-        if (c.toObject().value(QStringLiteral("method")).toString() == method) {
-            out.append(c);
-        }
-    }
-    return out;
-}
-
-// Turns the event loop until `done` or two seconds passed.
-bool waitFor(const std::function<bool()>& done) {
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 2000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return done();
+    return talvo::testing::portalCallsOf(method);
 }
 
 void press(const QString& session, const QString& id) {
-    QDBusMessage m = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.portal.Desktop"),
-        QStringLiteral("/org/freedesktop/portal/desktop"),
-        QStringLiteral("io.github.mirelo.TalvoTest"), QStringLiteral("Press"));
+    QDBusMessage m = talvo::testing::portalTestCall(QStringLiteral("Press"));
     m << QVariant::fromValue(QDBusObjectPath(session)) << id;
     QDBusConnection::sessionBus().call(m);
 }
@@ -65,7 +39,8 @@ TEST(PortalHotkeyTest, BindsTheComboAsPreferredTriggerAndFiresOnActivated) {
               QStringLiteral("io.github.mirelo.Talvo"));
 
     int pressed = 0;
-    EXPECT_TRUE(backend->registerCombo(HotkeyCombo::defaultCombo(), [&] { ++pressed; }));
+    EXPECT_TRUE(backend->registerCombo(HotkeyAction::Lookup, HotkeyCombo::defaultCombo(),
+                                       [&] { ++pressed; }));
     ASSERT_TRUE(waitFor([] { return callsOf(QStringLiteral("BindShortcuts")).size() == 1; }));
     QJsonObject created = callsOf(QStringLiteral("CreateSession"))[0].toObject();
     EXPECT_FALSE(
@@ -88,7 +63,8 @@ TEST(PortalHotkeyTest, BindsTheComboAsPreferredTriggerAndFiresOnActivated) {
     EXPECT_EQ(pressed, 1);
 
     // A new combo: the old session is closed and a new one bound with it.
-    EXPECT_TRUE(backend->registerCombo({37, 0x1000 | 0x200}, [&] { pressed += 10; }));
+    EXPECT_TRUE(
+        backend->registerCombo(HotkeyAction::Lookup, {37, 0x1000 | 0x200}, [&] { pressed += 10; }));
     ASSERT_TRUE(waitFor([] { return callsOf(QStringLiteral("BindShortcuts")).size() == 2; }));
     EXPECT_EQ(callsOf(QStringLiteral("Close"))[0].toObject()[QStringLiteral("session")].toString(),
               session);
@@ -103,12 +79,45 @@ TEST(PortalHotkeyTest, BindsTheComboAsPreferredTriggerAndFiresOnActivated) {
     press(bind[QStringLiteral("session")].toString(), QStringLiteral("lookup"));
     ASSERT_TRUE(waitFor([&] { return pressed == 11; }));
 
-    backend->unregisterCombo();
-    EXPECT_EQ(callsOf(QStringLiteral("Close")).size(), 2);
+    backend->unregisterCombo(HotkeyAction::Lookup);
+    EXPECT_TRUE(waitFor([] { return callsOf(QStringLiteral("Close")).size() == 2; }));
 }
 
-int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+TEST(PortalHotkeyTest, BothShortcutsShareOneSessionAndEachFiresItsOwnAction) {
+    auto backend = PortalHotkeyBackend::create(QStringLiteral("io.github.mirelo.Talvo"));
+    ASSERT_NE(backend, nullptr);
+    const auto before = callsOf(QStringLiteral("BindShortcuts")).size();
+    int lookups = 0;
+    int screens = 0;
+    // Registered in one turn of the loop, as at launch: one session, one
+    // request to the user.
+    backend->registerCombo(HotkeyAction::Lookup, HotkeyCombo::defaultCombo(), [&] { ++lookups; });
+    backend->registerCombo(HotkeyAction::ScreenText,
+                           HotkeyConfig::defaultCombo(HotkeyAction::ScreenText),
+                           [&] { ++screens; });
+    ASSERT_TRUE(
+        waitFor([&] { return callsOf(QStringLiteral("BindShortcuts")).size() == before + 1; }));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
+    ASSERT_EQ(callsOf(QStringLiteral("BindShortcuts")).size(), before + 1);
+    QJsonObject bind = callsOf(QStringLiteral("BindShortcuts")).last().toObject();
+    QJsonArray shortcuts = bind[QStringLiteral("shortcuts")].toArray();
+    ASSERT_EQ(shortcuts.size(), 2);
+    EXPECT_EQ(shortcuts[1].toArray()[0].toString(), QStringLiteral("screen-text"));
+    EXPECT_EQ(shortcuts[1].toArray()[1].toObject()[QStringLiteral("preferred_trigger")].toString(),
+              QStringLiteral("ALT+SHIFT+d"));
+    const QString session = bind[QStringLiteral("session")].toString();
+    press(session, QStringLiteral("screen-text"));
+    ASSERT_TRUE(waitFor([&] { return screens == 1; }));
+    EXPECT_EQ(lookups, 0);
+
+    // Letting go of one keeps the other, in a new session.
+    backend->unregisterCombo(HotkeyAction::ScreenText);
+    ASSERT_TRUE(
+        waitFor([&] { return callsOf(QStringLiteral("BindShortcuts")).size() == before + 2; }));
+    bind = callsOf(QStringLiteral("BindShortcuts")).last().toObject();
+    ASSERT_EQ(bind[QStringLiteral("shortcuts")].toArray().size(), 1);
+    press(bind[QStringLiteral("session")].toString(), QStringLiteral("screen-text"));
+    press(bind[QStringLiteral("session")].toString(), QStringLiteral("lookup"));
+    ASSERT_TRUE(waitFor([&] { return lookups == 1; }));
+    EXPECT_EQ(screens, 1);
 }

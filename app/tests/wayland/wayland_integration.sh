@@ -5,6 +5,7 @@
 # the one-time notice, the panel's title, that CLIPBOARD is never touched,
 # that nothing selected (or a selection left from before) gives the message,
 # the place of the panel, the read through the focused panel (GNOME's way),
+# `talvo --ocr` saying plainly that no screenshot portal answers here,
 # and saves screenshots into ARTIFACTS.
 #
 # sway refuses to run as root: as root, the session runs as nobody.
@@ -158,6 +159,16 @@ walk(json.load(sys.stdin))' "$1"
     sleep 0.3
     grim "$work/shots/wayland-message.png"
     wtype -s 150 -k Escape
+
+    step "talvo --ocr where no screenshot portal answers: said plainly"
+    sleep 0.3
+    "$talvo" --ocr || fail "talvo --ocr failed"
+    wait_window '^Talvo — Màn hình này không cho chương trình chụp ảnh' >/dev/null ||
+        fail "no message about the missing screenshot portal; windows: $(window .)"
+    sleep 0.3
+    grim "$work/shots/wayland-no-screenshot.png"
+    wtype -s 150 -k Escape
+    wait_gone '^Talvo — Màn hình này' || fail "Escape did not close the message"
 
     step "Settings show the command to bind"
     "$talvo" --open settings || fail "talvo --open settings failed"

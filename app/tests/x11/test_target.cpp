@@ -11,6 +11,9 @@
 //                                           (text/plain, text/html, binary)
 //   talvo_test_target grab-alt-d            holds Alt+D as a global shortcut,
 //                                           as another program might
+//   talvo_test_target page TEXT             "talvo-test-page": TEXT printed
+//                                           large, black on white, at a fixed
+//                                           place, for reading off the screen
 //
 // Each prints "ready" once it owns what it should. Keys it receives are
 // printed, so a test can see what reached it.
@@ -18,6 +21,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QTimer>
@@ -135,6 +139,24 @@ int main(int argc, char** argv) {
         QGuiApplication::clipboard()->setMimeData(data, QClipboard::Clipboard);
         std::printf("ready\n");
         std::fflush(stdout);
+        return QApplication::exec();
+    }
+    if (args.size() >= 3 && args[1] == QLatin1String("page")) {
+        // A printed page: a serif CJK face, large, with room around the text.
+        QLabel page(args[2]);
+        page.setWindowTitle(QStringLiteral("talvo-test-page"));
+        QFont f;
+        f.setFamilies({QStringLiteral("Noto Serif CJK TC"), QStringLiteral("Noto Serif CJK SC")});
+        f.setPixelSize(64);
+        page.setFont(f);
+        page.setStyleSheet(QStringLiteral("background: white; color: black;"));
+        page.setAlignment(Qt::AlignCenter);
+        page.setGeometry(100, 160, 640, 320);
+        page.show();
+        QTimer::singleShot(100, &page, [] {
+            std::printf("ready\n");
+            std::fflush(stdout);
+        });
         return QApplication::exec();
     }
     if (args.size() < 4 || args[1] != QLatin1String("window")) {

@@ -8,20 +8,21 @@
 
 namespace talvo {
 
-bool FakeHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) {
-    unregisterCombo();
+bool FakeHotkeyBackend::registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                                      std::function<void()> onPressed) {
+    unregisterCombo(action);
     if (std::find(refused.begin(), refused.end(), combo) != refused.end()) {
         return false;
     }
-    registered = combo;
-    m_onPressed = std::move(onPressed);
+    Slot& slot = m_slots[slotOf(action)];
+    slot.combo = combo;
+    slot.onPressed = std::move(onPressed);
     ++registrations;
     return true;
 }
 
-void FakeHotkeyBackend::unregisterCombo() {
-    registered.reset();
-    m_onPressed = nullptr;
+void FakeHotkeyBackend::unregisterCombo(HotkeyAction action) {
+    m_slots[slotOf(action)] = {};
 }
 
 std::optional<std::string> FakeHotkeyBackend::character(uint32_t keyCode) {
@@ -32,11 +33,14 @@ std::optional<uint32_t> FakeHotkeyBackend::keyCodeOf(const QKeyEvent& event) {
     return keyCodeFromQtKey(event.key());
 }
 
-bool FakeHotkeyBackend::press() {
-    if (!m_onPressed) {
+bool FakeHotkeyBackend::press(HotkeyAction action) {
+    const Slot& slot = m_slots[slotOf(action)];
+    if (!slot.onPressed) {
         return false;
     }
-    m_onPressed();
+    // A copy: the handler may register the combo anew.
+    std::function<void()> handler = slot.onPressed;
+    handler();
     return true;
 }
 

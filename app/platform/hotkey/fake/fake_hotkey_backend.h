@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -7,25 +8,33 @@
 
 namespace talvo {
 
-// A shortcut that fires when press() is called; the US layout names keys.
+// Shortcuts that fire when press() is called; the US layout names keys.
 // Serves tests and displays where no global shortcut is possible.
 class FakeHotkeyBackend : public HotkeyBackend {
   public:
-    bool registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) override;
-    void unregisterCombo() override;
+    bool registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                       std::function<void()> onPressed) override;
+    void unregisterCombo(HotkeyAction action) override;
     std::optional<std::string> character(uint32_t keyCode) override;
     std::optional<uint32_t> keyCodeOf(const QKeyEvent& event) override;
 
-    // Runs the registered handler as a key press would; false when nothing
-    // is registered.
-    bool press();
+    // Runs the action's handler as a key press would; false when nothing is
+    // registered for it.
+    bool press(HotkeyAction action = HotkeyAction::Lookup);
+    // The combo held for the action, if any.
+    std::optional<HotkeyCombo> registered(HotkeyAction action = HotkeyAction::Lookup) const {
+        return m_slots[slotOf(action)].combo;
+    }
 
-    std::optional<HotkeyCombo> registered;
     std::vector<HotkeyCombo> refused;  // combos "another program" holds
     int registrations = 0;
 
   private:
-    std::function<void()> m_onPressed;
+    struct Slot {
+        std::optional<HotkeyCombo> combo;
+        std::function<void()> onPressed;
+    };
+    std::array<Slot, kHotkeyActions.size()> m_slots;
 };
 
 }  // namespace talvo

@@ -38,8 +38,8 @@ Settings list() {
     return Settings(g_settings_new(kListSchema));
 }
 
-Settings entry() {
-    return Settings(g_settings_new_with_path(kEntrySchema, GnomeKeybinding::kPath));
+Settings entry(const char* path) {
+    return Settings(g_settings_new_with_path(kEntrySchema, path));
 }
 
 std::vector<std::string> paths(GSettings* settings) {
@@ -63,17 +63,21 @@ bool setPaths(GSettings* settings, const std::vector<std::string>& values) {
 
 }  // namespace
 
-std::unique_ptr<GnomeKeybinding> GnomeKeybinding::create() {
+std::unique_ptr<GnomeKeybinding> GnomeKeybinding::create(HotkeyAction action) {
     if (!schemaExists(kListSchema) || !schemaExists(kEntrySchema)) {
         return nullptr;
     }
-    return std::unique_ptr<GnomeKeybinding>(new GnomeKeybinding);
+    if (action == HotkeyAction::ScreenText) {
+        return std::unique_ptr<GnomeKeybinding>(
+            new GnomeKeybinding(kScreenTextPath, "Talvo: text on screen"));
+    }
+    return std::unique_ptr<GnomeKeybinding>(new GnomeKeybinding(kPath, "Talvo"));
 }
 
 bool GnomeKeybinding::installed() {
     Settings settings = list();
     for (const std::string& p : paths(settings.get())) {
-        if (p == kPath) {
+        if (p == m_path) {
             return true;
         }
     }
@@ -84,7 +88,7 @@ std::string GnomeKeybinding::binding() {
     if (!installed()) {
         return {};
     }
-    Settings ours = entry();
+    Settings ours = entry(m_path);
     gchar* value = g_settings_get_string(ours.get(), "binding");
     std::string out = value ? value : "";
     g_free(value);
@@ -93,14 +97,14 @@ std::string GnomeKeybinding::binding() {
 
 bool GnomeKeybinding::install(const std::string& command, const std::string& accelerator) {
     Settings settings = list();
-    Settings ours = entry();
+    Settings ours = entry(m_path);
     // False where the key is locked down by the administrator.
-    bool ok = g_settings_set_string(ours.get(), "name", "Talvo") &&
+    bool ok = g_settings_set_string(ours.get(), "name", m_name) &&
               g_settings_set_string(ours.get(), "command", command.c_str()) &&
               g_settings_set_string(ours.get(), "binding", accelerator.c_str());
     std::vector<std::string> values = paths(settings.get());
-    if (ok && std::find(values.begin(), values.end(), kPath) == values.end()) {
-        values.emplace_back(kPath);
+    if (ok && std::find(values.begin(), values.end(), m_path) == values.end()) {
+        values.emplace_back(m_path);
         ok = setPaths(settings.get(), values);
     }
     g_settings_sync();
@@ -109,9 +113,9 @@ bool GnomeKeybinding::install(const std::string& command, const std::string& acc
 
 bool GnomeKeybinding::remove() {
     Settings settings = list();
-    Settings ours = entry();
+    Settings ours = entry(m_path);
     std::vector<std::string> values = paths(settings.get());
-    std::erase(values, std::string(kPath));
+    std::erase(values, std::string(m_path));
     const bool ok = setPaths(settings.get(), values);
     for (const char* key : {"name", "command", "binding"}) {
         g_settings_reset(ours.get(), key);

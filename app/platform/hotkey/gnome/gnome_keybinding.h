@@ -4,20 +4,24 @@
 #include <string>
 
 #include "app/platform/hotkey/desktop_keybinding.h"
+#include "core/ui/hotkey_combo.h"
 
 namespace talvo {
 
-// Our entry among the custom shortcuts of GNOME's keyboard settings
-// (gnome-settings-daemon's media-keys plugin), named "Talvo", through
-// GSettings (dconf in a session). The user's other custom shortcuts are left
-// as they are.
+// One of our entries among the custom shortcuts of GNOME's keyboard settings
+// (gnome-settings-daemon's media-keys plugin), through GSettings (dconf in a
+// session): "Talvo" for the lookup, "Talvo: text on screen" for reading the
+// screen. The user's other custom shortcuts are left as they are.
 class GnomeKeybinding : public DesktopKeybinding {
   public:
     static constexpr const char* kPath =
         "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/talvo/";
+    static constexpr const char* kScreenTextPath =
+        "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/talvo-screen-text/";
 
-    // Null where GNOME's keyboard settings are not installed.
-    static std::unique_ptr<GnomeKeybinding> create();
+    // The action's entry; null where GNOME's keyboard settings are not
+    // installed.
+    static std::unique_ptr<GnomeKeybinding> create(HotkeyAction action = HotkeyAction::Lookup);
 
     bool installed() override;
     bool install(const std::string& command, const std::string& accelerator) override;
@@ -26,7 +30,10 @@ class GnomeKeybinding : public DesktopKeybinding {
     std::string binding();
 
   private:
-    GnomeKeybinding() = default;
+    GnomeKeybinding(const char* path, const char* name) : m_path(path), m_name(name) {}
+
+    const char* m_path;
+    const char* m_name;
 };
 
 }  // namespace talvo

@@ -11,8 +11,13 @@ namespace {
 
 constexpr OSType kSignature = 0x4D524C4F;  // 'MRLO'
 
-OSStatus onHotKey(EventHandlerCallRef, EventRef, void* userData) {
-    static_cast<CarbonHotkeyBackend*>(userData)->fire();
+OSStatus onHotKey(EventHandlerCallRef, EventRef event, void* userData) {
+    EventHotKeyID id{};
+    if (GetEventParameter(event, kEventParamDirectObject, typeEventHotKeyID, nullptr, sizeof(id),
+                          nullptr, &id) == noErr &&
+        id.signature == kSignature) {
+        static_cast<CarbonHotkeyBackend*>(userData)->fire(id.id);
+    }
     return noErr;
 }
 
@@ -21,13 +26,16 @@ OSStatus onHotKey(EventHandlerCallRef, EventRef, void* userData) {
 CarbonHotkeyBackend::CarbonHotkeyBackend() = default;
 
 CarbonHotkeyBackend::~CarbonHotkeyBackend() {
-    unregisterCombo();
+    for (HotkeyAction action : kHotkeyActions) {
+        unregisterCombo(action);
+    }
     if (m_handler) {
         RemoveEventHandler(static_cast<EventHandlerRef>(m_handler));
     }
 }
 
-bool CarbonHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) {
+bool CarbonHotkeyBackend::registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                                        std::function<void()> onPressed) {
     if (!m_handler) {
         EventTypeSpec type{kEventClassKeyboard, kEventHotKeyPressed};
         EventHandlerRef handler = nullptr;
@@ -36,30 +44,32 @@ bool CarbonHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<
             m_handler = handler;
         }
     }
-    unregisterCombo();
-    EventHotKeyID id{kSignature, 1};
+    unregisterCombo(action);
+    EventHotKeyID id{kSignature, static_cast<UInt32>(slotOf(action) + 1)};
     EventHotKeyRef ref = nullptr;
     OSStatus status = RegisterEventHotKey(combo.keyCode, combo.carbonModifiers, id,
                                           GetApplicationEventTarget(), 0, &ref);
     if (status != noErr || !ref) {
         return false;
     }
-    m_hotKey = ref;
-    m_onPressed = std::move(onPressed);
+    m_hotKeys[slotOf(action)] = {ref, std::move(onPressed)};
     return true;
 }
 
-void CarbonHotkeyBackend::unregisterCombo() {
-    if (m_hotKey) {
-        UnregisterEventHotKey(static_cast<EventHotKeyRef>(m_hotKey));
-        m_hotKey = nullptr;
+void CarbonHotkeyBackend::unregisterCombo(HotkeyAction action) {
+    HotKey& hotKey = m_hotKeys[slotOf(action)];
+    if (hotKey.ref) {
+        UnregisterEventHotKey(static_cast<EventHotKeyRef>(hotKey.ref));
     }
-    m_onPressed = nullptr;
+    hotKey = {};
 }
 
-void CarbonHotkeyBackend::fire() {
-    if (m_onPressed) {
-        m_onPressed();
+void CarbonHotkeyBackend::fire(uint32_t id) {
+    if (id == 0 || id > m_hotKeys.size()) {
+        return;
+    }
+    if (std::function<void()> handler = m_hotKeys[id - 1].onPressed) {
+        handler();
     }
 }
 

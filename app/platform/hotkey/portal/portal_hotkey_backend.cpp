@@ -6,7 +6,10 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QKeyEvent>
+#include <QTimer>
+#include <algorithm>
 
+#include "app/platform/portal/portal_request.h"
 #include "app/platform/qt_key_codes.h"
 #include "core/ui/key_codes.h"
 
@@ -14,10 +17,10 @@ namespace talvo {
 
 namespace {
 
-const QString kService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString kPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString kService = QString::fromLatin1(portal::kService);
+const QString kPath = QString::fromLatin1(portal::kPath);
 const QString kShortcuts = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
-const QString kRequest = QStringLiteral("org.freedesktop.portal.Request");
+const QString kRequest = QString::fromLatin1(portal::kRequest);
 const QString kSession = QStringLiteral("org.freedesktop.portal.Session");
 const QString kRegistry = QStringLiteral("org.freedesktop.host.portal.Registry");
 constexpr int kProbeTimeoutMs = 1500;
@@ -87,57 +90,83 @@ PortalHotkeyBackend::~PortalHotkeyBackend() {
     closeSession();
 }
 
-QString PortalHotkeyBackend::nextToken() {
-    return QStringLiteral("talvo%1").arg(++m_tokens);
+const char* PortalHotkeyBackend::shortcutId(HotkeyAction action) {
+    return action == HotkeyAction::ScreenText ? "screen-text" : "lookup";
 }
 
-QString PortalHotkeyBackend::requestPath(const QString& token) const {
-    // The portal names its Request object after our bus name: ":1.42" → "1_42".
-    QString sender = bus().baseService().mid(1);
-    sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    return kPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
+bool PortalHotkeyBackend::registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                                        std::function<void()> onPressed) {
+    m_shortcuts[slotOf(action)] = {combo, std::move(onPressed)};
+    scheduleRebind();
+    return true;
 }
 
-bool PortalHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) {
-    // A session binds its shortcuts once: a new combo gets a new session.
+void PortalHotkeyBackend::unregisterCombo(HotkeyAction action) {
+    m_shortcuts[slotOf(action)] = {};
+    scheduleRebind();
+}
+
+void PortalHotkeyBackend::scheduleRebind() {
+    if (m_rebindScheduled) {
+        return;
+    }
+    m_rebindScheduled = true;
+    QTimer::singleShot(0, this, [this] {
+        m_rebindScheduled = false;
+        rebind();
+    });
+}
+
+void PortalHotkeyBackend::rebind() {
     closeSession();
-    m_combo = combo;
-    m_onPressed = std::move(onPressed);
-    const QString token = nextToken();
+    const bool any = std::any_of(m_shortcuts.begin(), m_shortcuts.end(),
+                                 [](const Shortcut& s) { return s.combo.has_value(); });
+    if (!any) {
+        return;
+    }
+    const QString token = portal::nextToken();
     // Listening before asking: the answer may come before the call returns.
-    bus().connect(kService, requestPath(token), kRequest, QStringLiteral("Response"), this,
-                  SLOT(sessionCreated(uint, QVariantMap)));
-    m_pendingSession = nextToken();
+    bus().connect(kService, portal::requestPath(bus(), token), kRequest, QStringLiteral("Response"),
+                  this, SLOT(sessionCreated(uint, QVariantMap)));
+    m_pendingSession = portal::nextToken();
     QDBusMessage create = portalCall(kShortcuts, QStringLiteral("CreateSession"));
     create << QVariantMap{{QStringLiteral("handle_token"), token},
                           {QStringLiteral("session_handle_token"), m_pendingSession}};
     bus().asyncCall(create);
-    return true;
 }
 
 void PortalHotkeyBackend::sessionCreated(uint response, const QVariantMap& results) {
-    if (response != 0 || !m_combo) {
-        return;  // refused or cancelled: the shortcut never fires
+    if (response != 0) {
+        return;  // refused or cancelled: the shortcuts never fire
     }
     const QString session = results.value(QStringLiteral("session_handle")).toString();
-    // Only the session asked for last: an earlier combo's answer is late.
+    // Only the session asked for last: an earlier change's answer is late.
     if (m_pendingSession.isEmpty() || !session.endsWith(QLatin1Char('/') + m_pendingSession)) {
         return;
     }
     m_pendingSession.clear();
     m_session = session;
-    QVariantMap properties{
-        {QStringLiteral("description"), QStringLiteral("Look up the selection")}};
-    if (auto trigger = HotkeyConfig::portalTrigger(*m_combo)) {
-        properties.insert(QStringLiteral("preferred_trigger"), QString::fromStdString(*trigger));
+    QList<PortalShortcut> shortcuts;
+    for (HotkeyAction action : kHotkeyActions) {
+        const Shortcut& s = m_shortcuts[slotOf(action)];
+        if (!s.combo) {
+            continue;
+        }
+        QVariantMap properties{
+            {QStringLiteral("description"), action == HotkeyAction::ScreenText
+                                                ? QStringLiteral("Read text on screen")
+                                                : QStringLiteral("Look up the selection")}};
+        if (auto trigger = HotkeyConfig::portalTrigger(*s.combo)) {
+            properties.insert(QStringLiteral("preferred_trigger"),
+                              QString::fromStdString(*trigger));
+        }
+        shortcuts.push_back({QString::fromLatin1(shortcutId(action)), properties});
     }
-    const QString token = nextToken();
-    bus().connect(kService, requestPath(token), kRequest, QStringLiteral("Response"), this,
-                  SLOT(shortcutsBound(uint, QVariantMap)));
+    const QString token = portal::nextToken();
+    bus().connect(kService, portal::requestPath(bus(), token), kRequest, QStringLiteral("Response"),
+                  this, SLOT(shortcutsBound(uint, QVariantMap)));
     QDBusMessage bind = portalCall(kShortcuts, QStringLiteral("BindShortcuts"));
-    bind << QVariant::fromValue(QDBusObjectPath(m_session))
-         << QVariant::fromValue(
-                QList<PortalShortcut>{{QString::fromLatin1(kShortcutId), properties}})
+    bind << QVariant::fromValue(QDBusObjectPath(m_session)) << QVariant::fromValue(shortcuts)
          << QString() << QVariantMap{{QStringLiteral("handle_token"), token}};
     bus().asyncCall(bind);
 }
@@ -147,17 +176,19 @@ void PortalHotkeyBackend::shortcutsBound(uint, const QVariantMap&) {
     // they refused never does.
 }
 
-void PortalHotkeyBackend::activated(const QDBusObjectPath& session, const QString& shortcutId,
-                                    qulonglong, const QVariantMap&) {
-    if (session.path() == m_session && shortcutId == QLatin1String(kShortcutId) && m_onPressed) {
-        m_onPressed();
+void PortalHotkeyBackend::activated(const QDBusObjectPath& session, const QString& id, qulonglong,
+                                    const QVariantMap&) {
+    if (session.path() != m_session) {
+        return;
     }
-}
-
-void PortalHotkeyBackend::unregisterCombo() {
-    closeSession();
-    m_combo.reset();
-    m_onPressed = nullptr;
+    for (HotkeyAction action : kHotkeyActions) {
+        const Shortcut& s = m_shortcuts[slotOf(action)];
+        if (id == QLatin1String(shortcutId(action)) && s.onPressed) {
+            std::function<void()> handler = s.onPressed;
+            handler();
+            return;
+        }
+    }
 }
 
 void PortalHotkeyBackend::closeSession() {

@@ -7,7 +7,7 @@
 
 namespace talvo {
 
-bool CommandHotkeyBackend::registerCombo(const HotkeyCombo&, std::function<void()>) {
+bool CommandHotkeyBackend::registerCombo(HotkeyAction, const HotkeyCombo&, std::function<void()>) {
     return false;
 }
 

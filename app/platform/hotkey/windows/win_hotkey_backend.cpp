@@ -13,7 +13,12 @@ namespace talvo {
 
 namespace {
 
-constexpr int kHotkeyId = 0x4D52;  // "MR"
+// "MR", then one id per action.
+constexpr int kHotkeyIdBase = 0x4D52;
+
+int hotkeyId(HotkeyAction action) {
+    return kHotkeyIdBase + static_cast<int>(slotOf(action));
+}
 // Scan codes past the main block carry the E0 prefix and map by hand.
 constexpr uint32_t kMainBlockEnd = 89;
 
@@ -74,11 +79,14 @@ WinHotkeyBackend::~WinHotkeyBackend() {
     if (QCoreApplication::instance()) {
         QCoreApplication::instance()->removeNativeEventFilter(this);
     }
-    unregisterCombo();
+    for (HotkeyAction action : kHotkeyActions) {
+        unregisterCombo(action);
+    }
 }
 
-bool WinHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) {
-    unregisterCombo();
+bool WinHotkeyBackend::registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                                     std::function<void()> onPressed) {
+    unregisterCombo(action);
     std::optional<UINT> vk = virtualKey(combo.keyCode);
     if (!vk) {
         return false;
@@ -96,20 +104,19 @@ bool WinHotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<voi
     if (combo.carbonModifiers & carbon::kCommand) {
         mods |= MOD_WIN;
     }
-    if (!RegisterHotKey(nullptr, kHotkeyId, mods, *vk)) {
+    if (!RegisterHotKey(nullptr, hotkeyId(action), mods, *vk)) {
         return false;
     }
-    m_registered = true;
-    m_onPressed = std::move(onPressed);
+    m_hotKeys[slotOf(action)] = {true, std::move(onPressed)};
     return true;
 }
 
-void WinHotkeyBackend::unregisterCombo() {
-    if (m_registered) {
-        UnregisterHotKey(nullptr, kHotkeyId);
-        m_registered = false;
+void WinHotkeyBackend::unregisterCombo(HotkeyAction action) {
+    HotKey& hotKey = m_hotKeys[slotOf(action)];
+    if (hotKey.registered) {
+        UnregisterHotKey(nullptr, hotkeyId(action));
     }
-    m_onPressed = nullptr;
+    hotKey = {};
 }
 
 std::optional<std::string> WinHotkeyBackend::character(uint32_t keyCode) {
@@ -140,13 +147,18 @@ bool WinHotkeyBackend::nativeEventFilter(const QByteArray& eventType, void* mess
         return false;
     }
     auto* msg = static_cast<MSG*>(message);
-    if (msg->message != WM_HOTKEY || msg->wParam != kHotkeyId) {
+    if (msg->message != WM_HOTKEY) {
         return false;
     }
-    if (m_onPressed) {
-        m_onPressed();
+    for (HotkeyAction action : kHotkeyActions) {
+        if (msg->wParam == static_cast<WPARAM>(hotkeyId(action))) {
+            if (std::function<void()> handler = m_hotKeys[slotOf(action)].onPressed) {
+                handler();
+            }
+            return true;
+        }
     }
-    return true;
+    return false;
 }
 
 }  // namespace talvo

@@ -79,11 +79,15 @@ X11HotkeyBackend::~X11HotkeyBackend() {
     if (QCoreApplication::instance()) {
         QCoreApplication::instance()->removeNativeEventFilter(this);
     }
-    ungrab();
+    for (Grab& grab : m_grabs) {
+        ungrab(grab);
+    }
 }
 
-bool X11HotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<void()> onPressed) {
-    ungrab();
+bool X11HotkeyBackend::registerCombo(HotkeyAction action, const HotkeyCombo& combo,
+                                     std::function<void()> onPressed) {
+    Grab& grab = m_grabs[slotOf(action)];
+    ungrab(grab);
     std::optional<uint32_t> evdev = keycodes::evdevFromKeyCode(combo.keyCode);
     if (!evdev || *evdev + keycodes::kX11Offset > 255) {
         return false;
@@ -106,32 +110,30 @@ bool X11HotkeyBackend::registerCombo(const HotkeyCombo& combo, std::function<voi
             std::free(error);
         }
     }
-    m_keycode = keycode;
-    m_modifiers = mods;
+    grab.keycode = keycode;
+    grab.modifiers = mods;
     if (refused) {
-        ungrab();
+        ungrab(grab);
         return false;
     }
-    m_onPressed = std::move(onPressed);
-    m_keyDown = false;
+    grab.onPressed = std::move(onPressed);
+    grab.keyDown = false;
     return true;
 }
 
-void X11HotkeyBackend::unregisterCombo() {
-    ungrab();
+void X11HotkeyBackend::unregisterCombo(HotkeyAction action) {
+    ungrab(m_grabs[slotOf(action)]);
 }
 
-void X11HotkeyBackend::ungrab() {
-    if (m_keycode == 0) {
+void X11HotkeyBackend::ungrab(Grab& grab) {
+    if (grab.keycode == 0) {
         return;
     }
     for (uint16_t variant : kLockVariants) {
-        xcb_ungrab_key(m_connection, m_keycode, m_root, m_modifiers | variant);
+        xcb_ungrab_key(m_connection, grab.keycode, m_root, grab.modifiers | variant);
     }
     xcb_flush(m_connection);
-    m_keycode = 0;
-    m_modifiers = 0;
-    m_onPressed = nullptr;
+    grab = {};
 }
 
 std::optional<std::string> X11HotkeyBackend::character(uint32_t keyCode) {
@@ -167,7 +169,7 @@ std::optional<uint32_t> X11HotkeyBackend::keyCodeOf(const QKeyEvent& event) {
 }
 
 bool X11HotkeyBackend::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) {
-    if (m_keycode == 0 || eventType != "xcb_generic_event_t") {
+    if (eventType != "xcb_generic_event_t") {
         return false;
     }
     auto* event = static_cast<xcb_generic_event_t*>(message);
@@ -176,35 +178,39 @@ bool X11HotkeyBackend::nativeEventFilter(const QByteArray& eventType, void* mess
         return false;
     }
     auto* key = reinterpret_cast<xcb_key_press_event_t*>(event);
-    if (key->detail != m_keycode) {
-        return false;
-    }
-    // The modifiers may come up first; the key's release counts all the same,
-    // also when it reaches one of our windows (the grab was let go early).
-    if (type == XCB_KEY_RELEASE) {
-        m_keyDown = false;
-        m_lastRelease = key->time;
-        return key->event == m_root;
-    }
-    if (key->event != m_root) {
-        return false;
-    }
-    if ((key->state & kRelevantModifiers) != m_modifiers) {
-        return false;
-    }
-    // Without detectable auto-repeat a repeat is a release and a press
-    // carrying the same time stamp.
-    bool repeat =
-        key->time == m_lastRelease || (m_keyDown && key->time - m_lastPress < kRepeatWindowMs);
-    m_keyDown = true;
-    if (repeat) {
+    bool ours = false;
+    for (Grab& grab : m_grabs) {
+        if (grab.keycode == 0 || key->detail != grab.keycode) {
+            continue;
+        }
+        // The modifiers may come up first; the key's release counts all the
+        // same, also when it reaches one of our windows (the grab was let go
+        // early). Two shortcuts on one key (D and Shift+D) both see it.
+        if (type == XCB_KEY_RELEASE) {
+            grab.keyDown = false;
+            grab.lastRelease = key->time;
+            ours = ours || key->event == m_root;
+            continue;
+        }
+        if (key->event != m_root || (key->state & kRelevantModifiers) != grab.modifiers) {
+            continue;
+        }
+        // Without detectable auto-repeat a repeat is a release and a press
+        // carrying the same time stamp.
+        bool repeat = key->time == grab.lastRelease ||
+                      (grab.keyDown && key->time - grab.lastPress < kRepeatWindowMs);
+        grab.keyDown = true;
+        if (!repeat) {
+            grab.lastPress = key->time;
+            if (grab.onPressed) {
+                // A copy: the handler may let go of the shortcut.
+                std::function<void()> handler = grab.onPressed;
+                handler();
+            }
+        }
         return true;
     }
-    m_lastPress = key->time;
-    if (m_onPressed) {
-        m_onPressed();
-    }
-    return true;
+    return ours;
 }
 
 }  // namespace talvo

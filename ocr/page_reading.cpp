@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "core/text/unicode.h"
+
 namespace talvo::ocr {
 
 namespace {
@@ -166,6 +168,96 @@ PageReading readPage(const std::vector<ReadSymbol>& symbols, const PageLayout& l
         }
     }
     out.usedBoxes = true;
+    return out;
+}
+
+PreparedPage preparePage(const GrayImage& page, uint8_t inkBelow, Layout layout,
+                         long long maxPixels) {
+    PreparedPage p;
+    p.boxes = PageSegmenter::segment(page, inkBelow, layout);
+    if (p.boxes.charSize > 0 && p.boxes.charSize < PreparedPage::kSmallPrint &&
+        4LL * page.width * page.height <= maxPixels) {
+        p.image = page.doubled();
+        p.ink = p.image.inkThreshold();
+        p.boxes = PageSegmenter::segment(p.image, p.ink, layout);
+        p.enlarged = true;
+    } else {
+        p.image = page;
+        p.ink = inkBelow;
+    }
+    return p;
+}
+
+namespace {
+
+std::string utf8(char32_t c) {
+    std::string s;
+    text::appendUtf8(s, c);
+    return s;
+}
+
+// Uncorrected characters under this confidence are marked: the recogniser
+// claims more certainty than it has (right 40% of the time at 0.85).
+constexpr float kUncertainUncorrected = 0.9f;
+
+}  // namespace
+
+PageResult finishPage(const std::vector<ReadSymbol>& symbols, const PreparedPage& page,
+                      Layout layout, const TextCorrector* corrector, GlyphShapes* glyphs) {
+    PageResult out;
+    PageReading reading =
+        readPage(symbols, page.boxes, page.image, page.ink, corrector ? glyphs : nullptr);
+    out.usedBoxes = reading.usedBoxes;
+    for (const ReadPlace& p : reading.places) {
+        if (p.read.ch) {
+            out.reading += utf8(p.read.ch);
+        }
+        if (p.lineEnd && !out.reading.empty() && out.reading.back() != '\n') {
+            out.reading += '\n';
+        }
+    }
+    std::vector<CorrectedChar> corrected(reading.places.size());
+    if (corrector) {
+        std::vector<ReadChar> run;
+        std::vector<size_t> where;
+        auto flush = [&] {
+            std::vector<CorrectedChar> c = corrector->correct(run);
+            for (size_t k = 0; k < c.size(); ++k) {
+                corrected[where[k]] = c[k];
+            }
+            run.clear();
+            where.clear();
+        };
+        for (size_t k = 0; k < reading.places.size(); ++k) {
+            if (reading.places[k].punctuation) {
+                flush();
+                continue;
+            }
+            run.push_back(reading.places[k].read);
+            where.push_back(k);
+        }
+        flush();
+    }
+    float uncertainBelow =
+        corrector ? static_cast<float>(corrector->weights().uncertainBelow) : kUncertainUncorrected;
+    Recognition& r = out.recognition;
+    r.layout = layout;
+    for (size_t k = 0; k < reading.places.size(); ++k) {
+        const ReadPlace& p = reading.places[k];
+        char32_t ch = p.read.ch;
+        float conf = p.read.confidence;
+        if (corrector && !p.punctuation) {
+            ch = corrected[k].ch;
+            conf = corrected[k].confidence;
+        }
+        if (ch && ch != U'\uFFFD') {
+            r.text += utf8(ch);
+            r.chars.push_back(RecognizedChar{utf8(ch), conf, conf < uncertainBelow});
+        }
+        if (p.lineEnd && !r.text.empty() && r.text.back() != '\n') {
+            r.text += '\n';
+        }
+    }
     return out;
 }
 

@@ -43,4 +43,28 @@ struct PageReading {
 PageReading readPage(const std::vector<ReadSymbol>& symbols, const PageLayout& layout,
                      const GrayImage& page, uint8_t inkBelow, GlyphShapes* glyphs);
 
+// The page as the recogniser gets it: enlarged twice when its characters are
+// smaller than kSmallPrint pixels (and the result not too big), with the
+// ink threshold and the character boxes of that picture.
+struct PreparedPage {
+    static constexpr int kSmallPrint = 20;
+    GrayImage image;
+    uint8_t ink = 128;
+    PageLayout boxes;
+    bool enlarged = false;
+};
+PreparedPage preparePage(const GrayImage& page, uint8_t inkBelow, Layout layout,
+                         long long maxPixels);
+
+// The recognition of a page from what the recogniser read: paired with the
+// boxes, corrected run by run (text between punctuation) when a corrector
+// is given, assembled into lines.
+struct PageResult {
+    Recognition recognition;
+    std::string reading;  // the recogniser's own text, lines ending in '\n'
+    bool usedBoxes = false;
+};
+PageResult finishPage(const std::vector<ReadSymbol>& symbols, const PreparedPage& page,
+                      Layout layout, const TextCorrector* corrector, GlyphShapes* glyphs);
+
 }  // namespace talvo::ocr

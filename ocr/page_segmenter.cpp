@@ -216,14 +216,19 @@ double estimatePitch(const std::vector<std::vector<Run>>& lines, int breadth) {
     return m > 0 ? m : breadth * 1.1;
 }
 
-// The typical gap between bands of ink across one axis of the page.
-int typicalGap(const Ink& ink) {
+// The bands of ink across one axis of the page, and the typical gap between them.
+struct Bands {
+    size_t count = 0;
+    int gap = 0;
+};
+
+Bands bandsOf(const Ink& ink) {
     std::vector<Run> runs = runsOf(acrossProfile(ink), std::max(1, ink.along() / 300));
     std::vector<int> gaps;
     for (size_t k = 1; k < runs.size(); ++k) {
         gaps.push_back(runs[k].start - runs[k - 1].end);
     }
-    return median(gaps);
+    return Bands{runs.size(), median(gaps)};
 }
 
 }  // namespace
@@ -266,12 +271,19 @@ std::optional<Layout> PageSegmenter::guessLayout(const GrayImage& page, uint8_t 
     if (page.width <= 0 || page.height <= 0) {
         return std::nullopt;
     }
-    int betweenColumns = typicalGap(Ink(page, inkBelow, true));
-    int betweenRows = typicalGap(Ink(page, inkBelow, false));
-    if (betweenColumns * 10 > betweenRows * 16 && betweenColumns >= 2) {
+    Bands columns = bandsOf(Ink(page, inkBelow, true));
+    Bands rows = bandsOf(Ink(page, inkBelow, false));
+    // One band one way and several the other: a single line or column.
+    if (rows.count == 1 && columns.count > 1) {
+        return Layout::Horizontal;
+    }
+    if (columns.count == 1 && rows.count > 1) {
         return Layout::Vertical;
     }
-    if (betweenRows * 10 > betweenColumns * 16 && betweenRows >= 2) {
+    if (columns.gap * 10 > rows.gap * 16 && columns.gap >= 2) {
+        return Layout::Vertical;
+    }
+    if (rows.gap * 10 > columns.gap * 16 && rows.gap >= 2) {
         return Layout::Horizontal;
     }
     return std::nullopt;

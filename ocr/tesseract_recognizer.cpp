@@ -25,22 +25,34 @@ namespace talvo::ocr {
 
 namespace {
 
-// Characters smaller than this are read from a picture enlarged twice.
-constexpr int kSmallPrint = 20;
 // A picture whose lightest and darkest pixels are closer than this holds no print.
 constexpr int kMinContrast = 24;
-// Uncorrected characters under this confidence are marked: the recogniser
-// claims more certainty than it has (right 40% of the time at 0.85).
-constexpr float kUncertainUncorrected = 0.9f;
 
 bool isPunctuation(char32_t c) {
     return u_ispunct(static_cast<UChar32>(c));
 }
 
-std::string utf8(char32_t c) {
-    std::string s;
-    text::appendUtf8(s, c);
-    return s;
+// The model sometimes writes a Western mark for the full-width one a Hán
+// text prints.
+char32_t fullWidth(char32_t c) {
+    switch (c) {
+        case U',':
+            return U'，';
+        case U':':
+            return U'：';
+        case U';':
+            return U'；';
+        case U'!':
+            return U'！';
+        case U'?':
+            return U'？';
+        case U'(':
+            return U'（';
+        case U')':
+            return U'）';
+        default:
+            return c;
+    }
 }
 
 // Turns OpenMP parallel regions started from this thread into single-thread
@@ -160,7 +172,7 @@ struct TesseractRecognizer::Impl {
                     continue;
                 }
                 ReadSymbol sym;
-                sym.ch = s[0];
+                sym.ch = fullWidth(s[0]);
                 sym.han = text::isHanScalar(s[0]);
                 if (!sym.han && !isPunctuation(s[0])) {
                     continue;  // Latin letters and digits: noise in a Hán page
@@ -186,19 +198,9 @@ struct TesseractRecognizer::Impl {
     }
 
     Attempt attempt(Engine& e, const GrayImage& original, uint8_t ink, Layout layout) {
-        PageLayout boxes = PageSegmenter::segment(original, ink, layout);
-        const GrayImage* page = &original;
-        GrayImage enlarged;
-        if (boxes.charSize > 0 && boxes.charSize < kSmallPrint &&
-            4LL * original.width * original.height <= kMaxPixels) {
-            enlarged = original.doubled();
-            page = &enlarged;
-            ink = enlarged.inkThreshold();
-            boxes = PageSegmenter::segment(enlarged, ink, layout);
-        }
-        std::vector<ReadSymbol> symbols = read(e, *page);
+        PreparedPage page = preparePage(original, ink, layout, kMaxPixels);
+        std::vector<ReadSymbol> symbols = read(e, page.image);
         Attempt a;
-        a.recognition.layout = layout;
         size_t hanSymbols = 0;
         double confidence = 0;
         for (const ReadSymbol& s : symbols) {
@@ -208,76 +210,29 @@ struct TesseractRecognizer::Impl {
             }
         }
         size_t boxCount = 0;
-        for (const auto& line : boxes.lines) {
+        for (const auto& line : page.boxes.lines) {
             boxCount += line.size();
         }
         // A wrong model reads garbage, little and unsure: confidence per
         // character the page seems to hold.
         a.score = confidence / static_cast<double>(std::max<size_t>({hanSymbols, boxCount, 1}));
-        bool correcting = o.correct && model;
-        PageReading reading =
-            readPage(symbols, boxes, *page, ink, correcting ? glyphs.get() : nullptr);
-
-        // What the recogniser read, before correction.
-        for (const ReadPlace& p : reading.places) {
-            if (p.read.ch) {
-                a.reading += utf8(p.read.ch);
-            }
-            if (p.lineEnd && !a.reading.empty() && a.reading.back() != '\n') {
-                a.reading += '\n';
-            }
+        std::optional<TextCorrector> corrector;
+        if (o.correct && model) {
+            corrector.emplace(*model, e.readable ? &*e.readable : nullptr, glyphs.get());
         }
-
-        std::vector<CorrectedChar> corrected(reading.places.size());
-        if (correcting) {
-            const std::unordered_set<char32_t>* readable = e.readable ? &*e.readable : nullptr;
-            TextCorrector corrector(*model, readable, glyphs.get());
-            std::vector<ReadChar> run;
-            std::vector<size_t> where;
-            auto flush = [&] {
-                std::vector<CorrectedChar> c = corrector.correct(run);
-                for (size_t k = 0; k < c.size(); ++k) {
-                    corrected[where[k]] = c[k];
-                }
-                run.clear();
-                where.clear();
-            };
-            for (size_t k = 0; k < reading.places.size(); ++k) {
-                if (reading.places[k].punctuation) {
-                    flush();
-                    continue;
-                }
-                run.push_back(reading.places[k].read);
-                where.push_back(k);
-            }
-            flush();
-        }
-        float uncertainBelow = correcting ? static_cast<float>(CorrectionWeights{}.uncertainBelow)
-                                          : kUncertainUncorrected;
-        Recognition& r = a.recognition;
-        for (size_t k = 0; k < reading.places.size(); ++k) {
-            const ReadPlace& p = reading.places[k];
-            char32_t ch = p.read.ch;
-            float conf = p.read.confidence;
-            if (correcting && !p.punctuation) {
-                ch = corrected[k].ch;
-                conf = corrected[k].confidence;
-            }
-            if (ch && ch != U'\uFFFD') {
-                r.text += utf8(ch);
-                r.chars.push_back(RecognizedChar{utf8(ch), conf, conf < uncertainBelow});
-                a.han = a.han || text::isHanScalar(ch);
-            }
-            if (p.lineEnd && !r.text.empty() && r.text.back() != '\n') {
-                r.text += '\n';
-            }
+        PageResult result =
+            finishPage(symbols, page, layout, corrector ? &*corrector : nullptr, glyphs.get());
+        a.recognition = std::move(result.recognition);
+        a.reading = std::move(result.reading);
+        for (const RecognizedChar& c : a.recognition.chars) {
+            a.han = a.han || text::isHanScalar(text::scalars(c.text).front());
         }
         limitation.clear();
         if (o.correct && !model) {
             limitation = "no correction: " + modelProblem;
-        } else if (correcting && !glyphs) {
+        } else if (corrector && !glyphs) {
             limitation = "no picture comparison: " + glyphProblem;
-        } else if (correcting && !reading.usedBoxes) {
+        } else if (corrector && !result.usedBoxes) {
             limitation = "no picture comparison: the character boxes did not match the reading";
         }
         return a;

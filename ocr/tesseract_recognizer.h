@@ -50,10 +50,12 @@ class TesseractRecognizer final : public TextRecognizer {
     const std::string& limitation() const;
 
     // Pictures larger than this on a side, or with more pixels than
-    // kMaxPixels, are refused as BadImage; so are those under kMinSide.
+    // kMaxPixels (a page scanned at 400 dpi), are refused as BadImage; so are
+    // those under kMinSide. Beyond that size Tesseract alone needs more than
+    // a gigabyte and many seconds.
     static constexpr int kMinSide = 8;
-    static constexpr int kMaxSide = 20000;
-    static constexpr long long kMaxPixels = 40'000'000;
+    static constexpr int kMaxSide = 16000;
+    static constexpr long long kMaxPixels = 16'000'000;
 
   private:
     struct Impl;

@@ -74,8 +74,8 @@ double TextCorrector::lm(char32_t c, char32_t p1, char32_t p2) const {
     return m_w.language * m_model.logProb(c, p1, p2);
 }
 
-std::vector<TextCorrector::Candidate> TextCorrector::candidates(const std::vector<ReadChar>& run,
-                                                                size_t i) const {
+std::vector<TextCorrector::Candidate> TextCorrector::candidates(
+    const std::vector<ReadChar>& run, size_t i, const std::u32string* context) const {
     const ReadChar& read = run[i];
     double raw = read.ch ? read.confidence : 0.0;
     double q = read.ch ? calibrated(read.confidence) : 0.01;
@@ -113,9 +113,16 @@ std::vector<TextCorrector::Candidate> TextCorrector::candidates(const std::vecto
         add(a, miss + m_w.alternative);
     }
 
-    char32_t p1 = i >= 1 && run[i - 1].ch ? m_model.fold(run[i - 1].ch) : 0;
-    char32_t p2 = i >= 2 && run[i - 2].ch ? m_model.fold(run[i - 2].ch) : 0;
-    char32_t n1 = i + 1 < run.size() && run[i + 1].ch ? m_model.fold(run[i + 1].ch) : 0;
+    auto neighbour = [&](size_t k) -> char32_t {
+        char32_t c = context ? (*context)[k] : run[k].ch;
+        return c ? m_model.fold(c) : 0;
+    };
+    char32_t p1 = i >= 1 ? neighbour(i - 1) : 0;
+    char32_t p2 = i >= 2 ? neighbour(i - 2) : 0;
+    char32_t n1 = i + 1 < run.size() ? neighbour(i + 1) : 0;
+    if (context && (*context)[i] && (*context)[i] != read.ch) {
+        add((*context)[i], miss + m_w.context);  // the earlier pass's choice stays in the running
+    }
     bool withShape = read.shape && m_glyphs && !read.shape->empty;
     bool searchShapes = withShape && raw < m_w.shapeSearchBelow && m_w.shapeCandidates > 0;
     std::vector<char32_t> pool;
@@ -159,11 +166,9 @@ std::vector<TextCorrector::Candidate> TextCorrector::candidates(const std::vecto
         std::vector<std::pair<double, char32_t>> byContext;
         std::vector<std::pair<double, char32_t>> byShape;
         byContext.reserve(pool.size());
+        TextModel::Between between(m_model, p2, p1, n1);
         for (char32_t c : pool) {
-            double s = m_model.logProb(c, p1, p2);
-            if (n1) {
-                s += m_model.logProb(n1, c, p1);
-            }
+            double s = between.score(c);
             byContext.emplace_back(s, c);
             if (searchShapes) {
                 byShape.emplace_back(m_w.language * s + looks(read, c), c);
@@ -188,16 +193,9 @@ std::vector<TextCorrector::Candidate> TextCorrector::candidates(const std::vecto
     return out;
 }
 
-std::vector<CorrectedChar> TextCorrector::correct(const std::vector<ReadChar>& run) const {
-    size_t n = run.size();
-    std::vector<CorrectedChar> out(n);
-    if (n == 0) {
-        return out;
-    }
-    std::vector<std::vector<Candidate>> cands(n);
-    for (size_t i = 0; i < n; ++i) {
-        cands[i] = candidates(run, i);
-    }
+std::vector<size_t> TextCorrector::bestPath(
+    const std::vector<std::vector<Candidate>>& cands) const {
+    size_t n = cands.size();
     // best[i][j * K_i + k]: the best score of a reading of 0..i that ends
     // with candidate j at i - 1 and k at i (j is 0 at i = 0); from[] keeps
     // the candidate at i - 2 it came from.
@@ -206,8 +204,9 @@ std::vector<CorrectedChar> TextCorrector::correct(const std::vector<ReadChar>& r
     size_t k0 = cands[0].size();
     best[0].assign(k0, kNegInf);
     from[0].assign(k0, -1);
+    TextModel::After start(m_model, 0, 0);
     for (size_t k = 0; k < k0; ++k) {
-        best[0][k] = cands[0][k].score + lm(cands[0][k].folded, 0, 0);
+        best[0][k] = cands[0][k].score + m_w.language * start.logProb(cands[0][k].folded);
     }
     for (size_t i = 1; i < n; ++i) {
         size_t kp = cands[i - 1].size();
@@ -222,9 +221,10 @@ std::vector<CorrectedChar> TextCorrector::correct(const std::vector<ReadChar>& r
                     continue;
                 }
                 char32_t c2 = i >= 2 ? cands[i - 2][h].folded : 0;
+                TextModel::After after(m_model, c2, cands[i - 1][j].folded);
                 for (size_t k = 0; k < kc; ++k) {
-                    double s = prev + cands[i][k].score +
-                               lm(cands[i][k].folded, cands[i - 1][j].folded, c2);
+                    double s =
+                        prev + cands[i][k].score + m_w.language * after.logProb(cands[i][k].folded);
                     if (s > best[i][j * kc + k]) {
                         best[i][j * kc + k] = s;
                         from[i][j * kc + k] = static_cast<int>(h);
@@ -235,19 +235,39 @@ std::vector<CorrectedChar> TextCorrector::correct(const std::vector<ReadChar>& r
     }
     // Back from the best final state.
     std::vector<size_t> pick(n, 0);
-    {
-        const std::vector<double>& last = best[n - 1];
-        size_t arg = static_cast<size_t>(std::max_element(last.begin(), last.end()) - last.begin());
-        if (n == 1) {
-            pick[0] = arg;
-        } else {
-            size_t kc = cands[n - 1].size();
-            pick[n - 1] = arg % kc;
-            pick[n - 2] = arg / kc;
-            for (size_t i = n - 1; i >= 2; --i) {
-                int h = from[i][pick[i - 1] * cands[i].size() + pick[i]];
-                pick[i - 2] = h < 0 ? 0 : static_cast<size_t>(h);
-            }
+    const std::vector<double>& last = best[n - 1];
+    size_t arg = static_cast<size_t>(std::max_element(last.begin(), last.end()) - last.begin());
+    if (n == 1) {
+        pick[0] = arg;
+        return pick;
+    }
+    size_t kc = cands[n - 1].size();
+    pick[n - 1] = arg % kc;
+    pick[n - 2] = arg / kc;
+    for (size_t i = n - 1; i >= 2; --i) {
+        int h = from[i][pick[i - 1] * cands[i].size() + pick[i]];
+        pick[i - 2] = h < 0 ? 0 : static_cast<size_t>(h);
+    }
+    return pick;
+}
+
+std::vector<CorrectedChar> TextCorrector::correct(const std::vector<ReadChar>& run) const {
+    size_t n = run.size();
+    std::vector<CorrectedChar> out(n);
+    if (n == 0) {
+        return out;
+    }
+    std::vector<std::vector<Candidate>> cands(n);
+    std::vector<size_t> pick;
+    std::u32string chosen;
+    for (int pass = 0; pass < std::max(1, m_w.passes); ++pass) {
+        for (size_t i = 0; i < n; ++i) {
+            cands[i] = candidates(run, i, pass == 0 ? nullptr : &chosen);
+        }
+        pick = bestPath(cands);
+        chosen.clear();
+        for (size_t i = 0; i < n; ++i) {
+            chosen.push_back(cands[i][pick[i]].ch);
         }
     }
     // Confidence: the chosen character against its rivals, each with the

@@ -26,7 +26,7 @@ struct CorrectedChar {
 // How much each kind of evidence weighs; log-probability units. The values
 // were fitted on rendered pages of corpus text the accuracy tests do not use.
 struct CorrectionWeights {
-    double language = 1.0;  // the text model's log-probability
+    double language = 1.2;  // the text model's log-probability
     // How often the recogniser is right at a given confidence (linear in
     // between): it claims more certainty than it has, most of all between
     // 70 and 90.
@@ -45,7 +45,7 @@ struct CorrectionWeights {
     // the recogniser could have written the shape itself.
     double variant = -0.3;
     double variantReadable = -3.0;
-    double lookAlike = -3.0;    // a known look-alike (日 for 曰)
+    double lookAlike = 2.0;     // a known look-alike (日 for 曰)
     double alternative = -6.0;  // one of the recogniser's own other choices
     // A corpus character with the read character's radical, likely in the
     // context: the recogniser's character encoding starts with the radical,
@@ -55,22 +55,25 @@ struct CorrectionWeights {
     double strokeDifference = -0.3;  // per stroke of difference beyond the radical
     double radicalBelow = 0.97;      // considered only under this confidence
     // The characters the text model expects between the neighbours.
-    double context = -5.0;
-    double contextSameRadical = 2.0;
+    double context = -7.0;
+    double contextSameRadical = 5.0;
     double contextBelow = 0.9;
     int contextCandidates = 8;
-    int maxCandidates = 16;
+    int maxCandidates = 20;
     // "Something else" in the confidence: the best candidate's context less this.
     double otherMargin = 2.0;
     double uncertainBelow = 0.75;  // corrected confidence under which a character is marked
     // The picture: how much a candidate drawn in the reference font looks
     // like the character on the page (a correlation, times this).
-    double shape = 8.0;
+    double shape = 24.0;
     double shapeUnknown = 0.4;  // the correlation assumed when the font lacks the glyph
     // Under this confidence, every character the context allows is compared
     // with the picture; the best of them join the candidates.
-    double shapeSearchBelow = 0.95;
+    double shapeSearchBelow = 0.99;
     int shapeCandidates = 6;
+    // Passes: the second looks for candidates beside the first's choices,
+    // which helps where two neighbours were misread.
+    int passes = 2;
 };
 
 // Rereads recognised text with the corpus's statistics: each character's
@@ -96,13 +99,17 @@ class TextCorrector {
         char32_t folded;
         double score;  // the evidence of the picture for this character
     };
-    // The readings weighed for position i of a run, the read character first.
-    std::vector<Candidate> candidates(const std::vector<ReadChar>& run, size_t i) const;
+    // The readings weighed for position i of a run, the read character
+    // first. The neighbours that suggest candidates are the read ones, or
+    // those of `context` (an earlier pass's choice) when given.
+    std::vector<Candidate> candidates(const std::vector<ReadChar>& run, size_t i,
+                                      const std::u32string* context = nullptr) const;
 
   private:
     bool readable(char32_t c) const;
     double lm(char32_t c, char32_t p1, char32_t p2) const;
 
+    std::vector<size_t> bestPath(const std::vector<std::vector<Candidate>>& cands) const;
     double calibrated(float confidence) const;
     double looks(const ReadChar& read, char32_t c) const;
 

@@ -292,6 +292,85 @@ double TextModel::logProb(char32_t c, char32_t prev1, char32_t prev2) const {
     return std::log((n + t * p2) / (ctx->count + t));
 }
 
+TextModel::After::After(const TextModel& model, char32_t p2, char32_t p1)
+    : m_m(model), m_p1(p1), m_from(model.m_triples.end()), m_to(model.m_triples.end()) {
+    if (!p1) {
+        return;
+    }
+    m_prev = model.findChar(p1);
+    if (p2) {
+        m_context = model.findPair(p2, p1);
+        uint64_t prefix = pairKey(p2, p1);
+        m_from = std::lower_bound(model.m_triples.begin(), model.m_triples.end(), prefix << kBits,
+                                  [](const Triple& x, uint64_t v) { return x.key < v; });
+        m_to = std::lower_bound(m_from, model.m_triples.end(), (prefix + 1) << kBits,
+                                [](const Triple& x, uint64_t v) { return x.key < v; });
+    }
+}
+
+double TextModel::After::logProb(char32_t c, const Char** ownOut, const Pair** pairOut) const {
+    const TextModel& m = m_m;
+    const Char* own = m.findChar(c);
+    double p1 =
+        (own ? own->count + 1.0 : 1.0) / (m.m_total + static_cast<double>(m.m_chars.size()) + 1.0);
+    const Pair* pair = m_p1 ? m.findPair(m_p1, c) : nullptr;
+    double p2 = p1;
+    if (m_prev && m_prev->followers > 0) {
+        double t = m_prev->followers;
+        p2 = ((pair ? pair->count : 0.0) + t * p1) / (m_prev->count + t);
+    }
+    double p3 = p2;
+    if (m_context && m_context->followers > 0) {
+        uint64_t key = (m_context->key << kBits) | c;
+        auto it = std::lower_bound(m_from, m_to, key,
+                                   [](const Triple& x, uint64_t v) { return x.key < v; });
+        double n = it != m_to && it->key == key ? it->count : 0.0;
+        double t = m_context->followers;
+        p3 = (n + t * p2) / (m_context->count + t);
+    }
+    if (ownOut) {
+        *ownOut = own;
+    }
+    if (pairOut) {
+        *pairOut = pair;
+    }
+    return std::log(p3);
+}
+
+TextModel::Between::Between(const TextModel& model, char32_t p2, char32_t p1, char32_t n1)
+    : m_after(model, p2, p1), m_p1(p1), m_n1(n1) {
+    if (n1) {
+        m_n1Unigram = model.unigram(n1);
+    }
+}
+
+double TextModel::Between::score(char32_t c) const {
+    const Char* own = nullptr;
+    const Pair* left = nullptr;
+    double s = m_after.logProb(c, &own, &left);
+    if (!m_n1) {
+        return s;
+    }
+    const TextModel& m = m_after.m_m;
+    // P(n1 | c), then P(n1 | p1 c).
+    double p2 = m_n1Unigram;
+    if (own && own->followers > 0) {
+        const Pair* right = m.findPair(c, m_n1);
+        double t = own->followers;
+        p2 = ((right ? right->count : 0.0) + t * m_n1Unigram) / (own->count + t);
+    }
+    double p3 = p2;
+    if (left && left->followers > 0) {
+        uint64_t key = tripleKey(m_p1, c, m_n1);
+        auto it = std::lower_bound(m.m_triples.begin(), m.m_triples.end(), key,
+                                   [](const Triple& x, uint64_t v) { return x.key < v; });
+        double n = it != m.m_triples.end() && it->key == key ? it->count : 0.0;
+        double t = left->followers;
+        p3 = (n + t * p2) / (left->count + t);
+    }
+    return s + std::log(p3);
+}
+
 void TextModel::followers(char32_t a, std::vector<char32_t>& out) const {
     out.clear();
     auto it = std::lower_bound(m_pairs.begin(), m_pairs.end(), pairKey(a, 0),

@@ -59,6 +59,11 @@ class TextModel {
     // The shapes the corpus prints where other texts print c (glyph,
     // Japanese, simplified or traditional forms of it).
     std::span<const char32_t> variants(char32_t c) const;
+    // Score many candidates after the same two characters, or between the
+    // same neighbours, looking up what they share once (below).
+    class After;
+    class Between;
+
     size_t charCount() const { return m_chars.size(); }
     size_t pairCountTotal() const { return m_pairs.size(); }
     size_t tripleCountTotal() const { return m_triples.size(); }
@@ -93,6 +98,36 @@ class TextModel {
     std::unordered_map<char32_t, std::vector<char32_t>> m_variants;
     std::unordered_map<char32_t, char32_t> m_fold;
     double m_total = 0;
+};
+
+// log P(c | p2 p1) for many c; 0 stands for "no character". Borrows the model.
+class TextModel::After {
+  public:
+    After(const TextModel& model, char32_t p2, char32_t p1);
+    double logProb(char32_t c) const { return logProb(c, nullptr, nullptr); }
+    // Also the records of c and of the pair (p1, c) that it looked up.
+    double logProb(char32_t c, const Char** own, const Pair** pair) const;
+
+  private:
+    friend class Between;
+    const TextModel& m_m;
+    char32_t m_p1;
+    const Char* m_prev = nullptr;                      // p1
+    const Pair* m_context = nullptr;                   // (p2, p1)
+    std::vector<Triple>::const_iterator m_from, m_to;  // the triples (p2, p1, x)
+};
+
+// log P(c | p2 p1) + log P(n1 | p1 c) for many c; 0 stands for a missing
+// neighbour. Borrows the model.
+class TextModel::Between {
+  public:
+    Between(const TextModel& model, char32_t p2, char32_t p1, char32_t n1);
+    double score(char32_t c) const;
+
+  private:
+    After m_after;
+    char32_t m_p1, m_n1;
+    double m_n1Unigram = 0;
 };
 
 // Counts the corpus into the parts TextModel reads. Deterministic: the same

@@ -16,6 +16,12 @@ find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
 # its compile definitions (TLS, compression) must match the library's build
 # or the class layouts differ.
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib>=0.11)
+# Text recognition: Tesseract 5 and Leptonica, whose parallel loops use
+# OpenMP (the recogniser turns them off, so it calls the runtime itself); the
+# reference glyphs are drawn with FreeType.
+pkg_check_modules(TESSERACT REQUIRED IMPORTED_TARGET tesseract>=5 lept)
+find_package(OpenMP REQUIRED COMPONENTS CXX)
+pkg_check_modules(FREETYPE REQUIRED IMPORTED_TARGET freetype2)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   find_package(X11 REQUIRED COMPONENTS Xtst)

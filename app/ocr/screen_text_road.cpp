@@ -156,10 +156,10 @@ void ScreenTextRoad::recognized(const RecognitionReply& reply) {
                                                                     : outcome.missingPackage)));
                 break;
             case ocr::RecognitionError::BadImage:
-                showStatus(m_l10n.text(msg::kRecognitionBadImage));
+                showStatus(m_l10n.text(msg::kRegionBadImage));
                 break;
             case ocr::RecognitionError::NoText:
-                showStatus(m_l10n.text(msg::kRecognitionNoText));
+                showStatus(m_l10n.text(msg::kRegionNoText));
                 break;
         }
     }

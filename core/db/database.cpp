@@ -128,6 +128,11 @@ Statement& Statement::bind(int index, std::string_view text) {
     return *this;
 }
 
+Statement& Statement::bindBlob(int index, std::string_view bytes) {
+    sqlite3_bind_blob64(m_stmt, index, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
+    return *this;
+}
+
 Statement& Statement::bind(int index, int64_t value) {
     sqlite3_bind_int64(m_stmt, index, value);
     return *this;
@@ -170,6 +175,15 @@ std::optional<std::string> Statement::text(int column) const {
     }
     return std::string(reinterpret_cast<const char*>(p),
                        static_cast<size_t>(sqlite3_column_bytes(m_stmt, column)));
+}
+
+std::optional<std::string> Statement::blob(int column) const {
+    if (sqlite3_column_type(m_stmt, column) == SQLITE_NULL) {
+        return std::nullopt;
+    }
+    const void* p = sqlite3_column_blob(m_stmt, column);
+    auto n = static_cast<size_t>(sqlite3_column_bytes(m_stmt, column));
+    return p ? std::string(static_cast<const char*>(p), n) : std::string();
 }
 
 int64_t Statement::int64(int column) const {

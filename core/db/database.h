@@ -87,6 +87,7 @@ class Statement {
     Statement& bind(int index, int value) { return bind(index, static_cast<int64_t>(value)); }
     Statement& bind(int index, double value);
     Statement& bindNull(int index);
+    Statement& bindBlob(int index, std::string_view bytes);
 
     // True while there is a row; false when done or on error.
     bool step();
@@ -97,6 +98,7 @@ class Statement {
 
     bool isNull(int column) const;
     std::optional<std::string> text(int column) const;  // absent for NULL
+    std::optional<std::string> blob(int column) const;  // the bytes; absent for NULL
     int64_t int64(int column) const;
     double real(int column) const;
 

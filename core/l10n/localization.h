@@ -330,20 +330,15 @@ inline constexpr Tr kRegionTooSmall{
     "選取範圍太小。請拖曳框住整行文字。",
     "The region is too small. Drag around the whole line of text.",
 };
-inline constexpr Tr kRecognitionBadImage{
+inline constexpr Tr kRegionBadImage{
     "Không đọc được ảnh của vùng này. Thử kéo lại, rộng hơn một chút.",
     "無法讀取此區域的影像。請再拖曳一次，範圍稍大一些。",
     "Couldn't read the picture of this region. Drag again, a little wider.",
 };
-inline constexpr Tr kRecognitionNoText{
+inline constexpr Tr kRegionNoText{
     "Không thấy chữ Hán nào trong vùng này.",
     "此區域中沒有找到漢字。",
     "No Hán text found in this region.",
-};
-inline constexpr Tr kRecognitionModelMissing{
-    "Chưa cài mô hình nhận dạng chữ. Cài gói %@ rồi thử lại.",
-    "尚未安裝文字辨識模型。請安裝套件 %@ 後再試。",
-    "The text recognition model is not installed. Install the package %@, then try again.",
 };
 inline constexpr Tr kRecognitionUnavailable{
     "Bản Talvo này không có phần nhận dạng chữ.",
@@ -367,6 +362,47 @@ inline constexpr Tr kScreenshotFailed{
     "Không chụp được màn hình. Thử lại.",
     "無法擷取螢幕，請再試一次。",
     "Couldn't take a picture of the screen. Try again.",
+};
+// Recognition of printed text in pictures (scans): the desktop's region
+// capture and talvo-cli ocr.
+inline constexpr Tr kRecognitionModelMissing{
+    "Chưa có mô hình nhận dạng chữ. Hãy cài gói %@ (sudo apt install %@).",
+    "尚未安裝文字辨識模型。請安裝套件 %@（sudo apt install %@）。",
+    "The text recognition model is not installed. Install the package %@ (sudo apt install %@).",
+};
+inline constexpr Tr kRecognitionBadImage{
+    "Không nhận dạng được hình này: hình trống, quá nhỏ hoặc quá lớn.",
+    "無法辨識此圖片：圖片是空的、太小或太大。",
+    "This picture cannot be recognized: it is empty, too small or too large.",
+};
+inline constexpr Tr kRecognitionNoText{
+    "Không nhận ra chữ Hán nào trong hình.",
+    "圖片中沒有辨識出漢字。",
+    "No Hán text was recognized in the picture.",
+};
+inline constexpr Tr kImageUnreadable{
+    "Không mở được tệp %@.",
+    "無法開啟檔案 %@。",
+    "Couldn't open the file %@.",
+};
+inline constexpr Tr kImageNotAPicture{
+    "Tệp %@ không phải là hình ảnh.",
+    "檔案 %@ 不是圖片。",
+    "The file %@ is not a picture.",
+};
+inline constexpr Tr kImageTooLarge{
+    "Hình %@ quá lớn để nhận dạng.",
+    "圖片 %@ 太大，無法辨識。",
+    "The picture %@ is too large to recognize.",
+};
+inline constexpr Tr kRecognizedVertical{"Chữ nhận dạng (dọc):", "辨識結果（直排）：",
+                                        "Recognized (vertical):"};
+inline constexpr Tr kRecognizedHorizontal{"Chữ nhận dạng (ngang):", "辨識結果（橫排）：",
+                                          "Recognized (horizontal):"};
+inline constexpr Tr kRecognitionUncertain{
+    "Chữ chưa chắc, hãy đối chiếu với hình: %@",
+    "未能確定的字，請對照圖片：%@",
+    "Uncertain characters, check them against the picture: %@",
 };
 }  // namespace msg
 

@@ -15,6 +15,7 @@
 #include "core/lookup/override_store.h"
 #include "core/text/unicode.h"
 #include "tools/cli/cli_format.h"
+#include "tools/cli/cli_ocr.h"
 #include "tools/cli/cli_online.h"
 #include "tools/cli/cli_progress.h"
 #include "tools/cli/cli_study.h"
@@ -52,6 +53,9 @@ constexpr const char* kUsage =
     "  lessons                 the service's lessons, with how many of their items you have\n"
     "  lessons add ID          add a lesson's missing items to the deck\n"
     "  translate TEXT          machine translation of a Hán passage ('-' reads standard input)\n"
+    "  ocr IMAGE [--vertical|--horizontal]\n"
+    "                          recognise the printed Hán text of a picture (a scan), then look\n"
+    "                          it up; without an option the layout is detected\n"
     "  (none)                  a short demonstration\n"
     "\n"
     "--today DAY and --now SECONDS pin the study day and the clock (seconds since 1970)\n"
@@ -60,7 +64,8 @@ constexpr const char* kUsage =
     "study.sqlite), TALVO_CONFIG (settings file), TALVO_TOKEN_STORE=file (sync token in a\n"
     "private file instead of the system keychain)\n"
     "exit codes: 0 answer, 1 reading, card or grade not saved or the service failed, 2 bad\n"
-    "usage, 3 dictionary cannot be opened, 4 study database cannot be opened\n";
+    "usage, 3 dictionary cannot be opened, 4 study database cannot be opened, 5 the picture\n"
+    "cannot be read or recognised (or no recognition model is installed)\n";
 
 struct Options {
     std::optional<std::string> dict;
@@ -288,9 +293,14 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
                 throw UsageError{*bad};
             }
         }
+        if (o.command == "ocr") {
+            if (auto bad = ocrUsageError(o.operands)) {
+                throw UsageError{*bad};
+            }
+        }
         if (!o.command.empty() && o.command != "lookup" && o.command != "reverse" &&
-            o.command != "set-reading" && o.command != "study" && !isProgressCommand(o.command) &&
-            !isOnlineCommand(o.command)) {
+            o.command != "set-reading" && o.command != "study" && o.command != "ocr" &&
+            !isProgressCommand(o.command) && !isOnlineCommand(o.command)) {
             throw UsageError{"unknown command '" + o.command + "'"};
         }
     } catch (const UsageError& u) {
@@ -322,6 +332,9 @@ int run(const std::vector<std::string>& rawArgs, Environment& e) {
     if (o.command == "study") {
         return runStudy(StudyOptions{o.operands, o.json, s.lang(), s.dataDir(), o.today, o.now},
                         s.dict(), s.service(), e);
+    }
+    if (o.command == "ocr") {
+        return runOcr(OcrOptions{o.operands, o.json, s.lang(), s.dict().path()}, s.service(), e);
     }
     if (o.command == "lookup") {
         if (o.operands.size() == 1 && o.operands[0] == "-") {

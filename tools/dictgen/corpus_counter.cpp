@@ -67,6 +67,7 @@ void CorpusCounter::addFile(const std::string& path, const std::string& textName
         if (run.size() > 1) {
             m_counts.runs.push_back(run);
             m_counts.runTexts.push_back(textName);
+            m_counts.runFiles.push_back(m_counts.files.size() - 1);
         }
         run.clear();
     };

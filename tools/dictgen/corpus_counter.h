@@ -30,6 +30,7 @@ struct CorpusCounts {
     // Runs of one character are left out: they hold no word.
     std::vector<std::u32string> runs;
     std::vector<std::string> runTexts;  // the text each run belongs to (a key of texts)
+    std::vector<size_t> runFiles;       // the file each run comes from (an index of files)
 };
 
 // Counts characters in "mandoku" plain text (Kanseki Repository): header lines

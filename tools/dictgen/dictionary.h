@@ -83,6 +83,9 @@ struct Dictionary {
     // Edition forms of the corpus and the standard form each stands for
     // (隂 → 陰), by code point: a lookup folds them before matching words.
     std::map<char32_t, char32_t> folds;
+    // The recognition corrector's text model, part name -> bytes (see
+    // ocr/text_model.h); empty without a corpus.
+    std::map<std::string, std::string> textModel;
     Stats stats;
     WordStats wordStats;
 };

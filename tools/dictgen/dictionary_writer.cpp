@@ -107,6 +107,17 @@ void insertRows(db::Database& db, const Dictionary& dict, const DictionaryWriter
         check(fold.run(), db, "writing word_fold");
         fold.reset();
     }
+    if (!dict.textModel.empty()) {
+        check(db.exec("CREATE TABLE text_model(part TEXT PRIMARY KEY, data BLOB NOT NULL)"), db,
+              "creating text_model");
+        db::Statement part(db, "INSERT INTO text_model(part, data) VALUES(?, ?)");
+        check(part.valid(), db, "preparing");
+        for (const auto& [name, bytes] : dict.textModel) {
+            part.bind(1, name).bindBlob(2, bytes);
+            check(part.run(), db, "writing text_model");
+            part.reset();
+        }
+    }
     for (const auto& [key, value] : meta) {
         metaRow.bind(1, key).bind(2, value);
         check(metaRow.run(), db, "writing meta");

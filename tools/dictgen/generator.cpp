@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "ocr/text_model.h"
 #include "tools/dictgen/cedict_reader.h"
 #include "tools/dictgen/corpus_counter.h"
 #include "tools/dictgen/coverage_report.h"
@@ -15,6 +16,7 @@
 #include "tools/dictgen/m17n_reader.h"
 #include "tools/dictgen/readings_csv_reader.h"
 #include "tools/dictgen/source_error.h"
+#include "tools/dictgen/text_model_source.h"
 #include "tools/dictgen/thieuchuu_reader.h"
 #include "tools/dictgen/unihan_reader.h"
 
@@ -279,6 +281,16 @@ GeneratorResult Generator::run(const GeneratorOptions& o, ProgressSink* progress
     in.corpus = corpus ? &*corpus : nullptr;
     in.cedict = cedict ? &*cedict : nullptr;
     Dictionary dict = DictionaryBuilder::build(in);
+    std::string heldOut;
+    if (in.corpus) {
+        progress.stage("counting characters for recognition");
+        TextModelParts model =
+            TextModelSource::build(*in.corpus, in.unihan, in.thieuChuu, dict.folds);
+        dict.textModel = std::move(model.parts);
+        for (const std::string& f : model.heldOut) {
+            heldOut += (heldOut.empty() ? "" : " ") + f;
+        }
+    }
 
     int64_t epoch = o.sourceDateEpoch ? *o.sourceDateEpoch : newestMtime(inputs);
     std::string dateFrom = o.sourceDateEpoch ? "SOURCE_DATE_EPOCH" : "newest input file";
@@ -307,6 +319,9 @@ GeneratorResult Generator::run(const GeneratorOptions& o, ProgressSink* progress
         // Stored without folders: the file must not depend on where the sources lie.
         {"report", coverage.text(sources, header, IssueLog::Paths::FileNames)},
     };
+    if (!dict.textModel.empty()) {
+        meta.emplace_back(ocr::TextModel::kHeldOutKey, heldOut);
+    }
     progress.stage("writing " + fileName(o.out));
     DictionaryWriter::write(dict, meta, o.out);
     if (!o.depfile.empty()) {

@@ -112,17 +112,22 @@ class FileParser {
     }
 
     // "U+9634" or "U+9682<kLau,kMatthews": the part after "<" names sources.
-    std::optional<char32_t> target(std::string_view token, int* sources) {
+    std::optional<char32_t> target(std::string_view token, int* sources, bool* glyph = nullptr) {
         size_t lt = token.find('<');
         auto cp = HanChars::parseCodePoint(token.substr(0, lt));
         if (!cp) {
             problem("bad variant \"" + std::string(token) + "\"");
             return std::nullopt;
         }
+        std::vector<std::string_view> named;
+        if (lt != std::string_view::npos) {
+            named = text::split(token.substr(lt + 1), ',');
+        }
         if (sources) {
-            *sources = lt == std::string_view::npos
-                           ? 0
-                           : static_cast<int>(text::split(token.substr(lt + 1), ',').size());
+            *sources = static_cast<int>(named.size());
+        }
+        if (glyph) {
+            *glyph = std::find(named.begin(), named.end(), "kHKGlyph") != named.end();
         }
         return cp;
     }
@@ -138,8 +143,9 @@ class FileParser {
     void parseSemantic(std::string_view value, std::vector<UnihanData::Semantic>& out) {
         for (std::string_view token : splitSpaces(value)) {
             int sources = 0;
-            if (auto v = target(token, &sources)) {
-                out.push_back(UnihanData::Semantic{*v, sources});
+            bool glyph = false;
+            if (auto v = target(token, &sources, &glyph)) {
+                out.push_back(UnihanData::Semantic{*v, sources, glyph});
             }
         }
     }
@@ -179,6 +185,19 @@ class FileParser {
             return;
         }
         m_data.radical[cp] = radical;
+        // "167.8": 8 strokes beyond the radical; a simplified radical's
+        // apostrophes come before the dot.
+        size_t dot = value.find('.', i);
+        if (dot != std::string_view::npos) {
+            int strokes = 0;
+            size_t j = dot + 1;
+            for (; j < value.size() && value[j] >= '0' && value[j] <= '9' && strokes < 1000; ++j) {
+                strokes = strokes * 10 + (value[j] - '0');
+            }
+            if (j > dot + 1) {
+                m_data.residualStrokes[cp] = strokes;
+            }
+        }
     }
 
     UnihanData& m_data;

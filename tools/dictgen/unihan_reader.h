@@ -14,6 +14,9 @@ struct UnihanData {
     struct Semantic {
         char32_t ch;
         int sources;  // how many dictionaries attest the link; more is surer
+        // Attested by kHKGlyph: Hong Kong's glyph standard takes the two for
+        // shapes of one character (爲 and 為).
+        bool glyph = false;
     };
     struct Variants {
         std::vector<char32_t> traditional;
@@ -33,6 +36,7 @@ struct UnihanData {
     std::unordered_map<char32_t, Variants> variants;
     std::unordered_map<char32_t, std::vector<std::string>> mandarin;  // kMandarin, as written
     std::unordered_map<char32_t, int> radical;  // Kangxi radical of kRSUnicode's first value
+    std::unordered_map<char32_t, int> residualStrokes;  // strokes beyond that radical
     // Characters of Big5 or GB 2312: the forms Taiwan and the mainland print.
     std::unordered_set<char32_t> nationalStandard;
     std::vector<std::string> files;  // the files read

@@ -332,7 +332,8 @@ TEST(ScreenTextFlowTest, WhatCannotBeReadIsSaidInThePanel) {
     missing.missingPackage = "tesseract-ocr-chi-tra-vert";
     EXPECT_EQ(readAndWait(missing),
               QStringLiteral("The text recognition model is not installed. Install the package "
-                             "tesseract-ocr-chi-tra-vert, then try again."));
+                             "tesseract-ocr-chi-tra-vert (sudo apt install "
+                             "tesseract-ocr-chi-tra-vert)."));
     EXPECT_TRUE(road.view()->line()->isHidden());
     EXPECT_EQ(c.lookupRoad().popup().panel()->windowTitle(),
               QStringLiteral("Talvo — ") + road.view()->statusText());

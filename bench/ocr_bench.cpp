@@ -111,12 +111,28 @@ void BM_RecognizeLines(benchmark::State& state) {
     recognize(state, Layout::Horizontal, Layout::Horizontal);
 }
 
+// The recogniser alone (its own engine: the figures above are not touched),
+// to tell what the correction costs.
+void BM_RecognizeColumnsUncorrected(benchmark::State& state) {
+    ensureGuiApplication();
+    static TesseractRecognizer alone(RecognizerOptions{"", "", "", "", false});
+    OwnedImage img = region(Layout::Vertical);
+    alone.recognize(img.view(), Layout::Vertical);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(alone.recognize(img.view(), Layout::Vertical));
+    }
+}
+
 BENCHMARK(BM_RecognizeColumns)->Unit(benchmark::kMillisecond)->MinTime(3.0)->UseRealTime();
 BENCHMARK(BM_RecognizeColumnsDetectingLayout)
     ->Unit(benchmark::kMillisecond)
     ->MinTime(3.0)
     ->UseRealTime();
 BENCHMARK(BM_RecognizeLines)->Unit(benchmark::kMillisecond)->MinTime(3.0)->UseRealTime();
+BENCHMARK(BM_RecognizeColumnsUncorrected)
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(3.0)
+    ->UseRealTime();
 
 }  // namespace
 

@@ -8,6 +8,9 @@ namespace talvo::ocr {
 
 namespace {
 
+// The most pieces of ink one character is made of along its line.
+constexpr size_t kMaxPieces = 8;
+
 struct Run {
     int start = 0;
     int end = 0;  // one past
@@ -151,7 +154,9 @@ std::vector<Run> charactersOf(std::vector<Run> pieces, int breadth, double pitch
     std::vector<std::vector<double>> cost(n, std::vector<double>(n, inf));
     std::vector<std::vector<size_t>> back(n, std::vector<size_t>(n, 0));
     for (size_t j = 0; j < n; ++j) {
-        for (size_t i = 0; i <= j; ++i) {
+        // A character is a few pieces at most (彡 is three): a bound that
+        // keeps a speckled picture from costing n³.
+        for (size_t i = j + 1 > kMaxPieces ? j + 1 - kMaxPieces : 0; i <= j; ++i) {
             if (i < j && tooLong(i, j)) {
                 continue;
             }
@@ -160,7 +165,7 @@ std::vector<Run> charactersOf(std::vector<Run> pieces, int breadth, double pitch
                 continue;
             }
             double c = span(i, j).centre();
-            for (size_t h = 0; h < i; ++h) {
+            for (size_t h = i > kMaxPieces ? i - kMaxPieces : 0; h < i; ++h) {
                 if (cost[i - 1][h] == inf) {
                     continue;
                 }

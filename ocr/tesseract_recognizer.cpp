@@ -2,6 +2,7 @@
 
 #include <omp.h>
 #include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 #include <unicode/uchar.h>
 
@@ -27,6 +28,8 @@ namespace {
 
 // A picture whose lightest and darkest pixels are closer than this holds no print.
 constexpr int kMinContrast = 24;
+constexpr double kBaseDeadlineMs = 5000;
+constexpr double kDeadlineMsPerMegapixel = 2000;
 
 bool isPunctuation(char32_t c) {
     return u_ispunct(static_cast<UChar32>(c));
@@ -64,6 +67,24 @@ void singleThreaded() {
     omp_set_max_active_levels(0);
 }
 
+// Grain, not print: half the picture dark, in specks (ink changing to paper
+// at almost every pixel). Print covers at most a third of a page in strokes
+// a few pixels wide. Tesseract would spend minutes on it.
+bool speckled(const GrayImage& g, uint8_t ink) {
+    size_t dark = 0, changes = 0;
+    for (int y = 0; y < g.height; ++y) {
+        bool before = g.at(0, y) < ink;
+        dark += before;
+        for (int x = 1; x < g.width; ++x) {
+            bool here = g.at(x, y) < ink;
+            dark += here;
+            changes += here != before;
+            before = here;
+        }
+    }
+    return dark * 10 >= g.pixels.size() * 3 && changes * 10 >= dark * 8;
+}
+
 struct Engine {
     std::unique_ptr<tesseract::TessBaseAPI> api;
     std::optional<std::unordered_set<char32_t>> readable;
@@ -89,6 +110,7 @@ struct TesseractRecognizer::Impl {
     std::string glyphProblem;
     std::string lastReading;
     std::string limitation;
+    bool timedOut = false;
 
     // The engine for a layout, started on first use; nullptr (and the
     // package to install) when its model is missing or unreadable.
@@ -149,10 +171,18 @@ struct TesseractRecognizer::Impl {
         api.SetImage(page.pixels.data(), page.width, page.height, 1, page.width);
         api.SetSourceResolution(300);
         singleThreaded();
-        if (api.Recognize(nullptr) != 0) {
+        // A page of print takes well under a second a megapixel; noise can
+        // keep the beam search busy for minutes. Past the deadline Tesseract
+        // stops and keeps what it has read.
+        tesseract::ETEXT_DESC monitor;
+        double megapixels = static_cast<double>(page.width) * page.height / 1e6;
+        monitor.set_deadline_msecs(
+            static_cast<int32_t>(kBaseDeadlineMs + kDeadlineMsPerMegapixel * megapixels));
+        if (api.Recognize(&monitor) != 0) {
             api.Clear();
             return out;
         }
+        timedOut = monitor.deadline_exceeded();
         std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
         bool newLine = true;
         if (it) {
@@ -228,7 +258,9 @@ struct TesseractRecognizer::Impl {
             a.han = a.han || text::isHanScalar(text::scalars(c.text).front());
         }
         limitation.clear();
-        if (o.correct && !model) {
+        if (timedOut) {
+            limitation = "the recogniser ran out of time and stopped early";
+        } else if (o.correct && !model) {
             limitation = "no correction: " + modelProblem;
         } else if (corrector && !glyphs) {
             limitation = "no picture comparison: " + glyphProblem;
@@ -279,6 +311,20 @@ RecognitionOutcome TesseractRecognizer::recognize(const ImageView& image, Layout
         return out;
     }
     uint8_t ink = gray->inkThreshold();
+    // Light print on a dark ground (a dark-mode screen): the ground is
+    // whatever most of the picture is; make it paper.
+    size_t dark = static_cast<size_t>(std::count_if(gray->pixels.begin(), gray->pixels.end(),
+                                                    [&](uint8_t p) { return p < ink; }));
+    if (dark * 2 > gray->pixels.size()) {
+        for (uint8_t& p : gray->pixels) {
+            p = static_cast<uint8_t>(255 - p);
+        }
+        ink = gray->inkThreshold();
+    }
+    if (speckled(*gray, ink)) {
+        out.error = RecognitionError::NoText;
+        return out;
+    }
 
     std::vector<Layout> layouts;
     if (layout != Layout::Auto) {

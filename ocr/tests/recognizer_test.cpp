@@ -4,10 +4,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "ocr/model_files.h"
 #include "ocr/tesseract_recognizer.h"
 #include "ocr/tests/test_pages.h"
+#include "ocr/text_corrector.h"
 
 namespace talvo::ocr {
 namespace {
@@ -75,6 +77,26 @@ TEST_F(Recognizer, RefusesPicturesThatCannotHoldText) {
     auto stained = r.recognize(ImageView{blank.data(), 300, 200, 1, 300}, Layout::Vertical);
     EXPECT_EQ(stained.error, RecognitionError::NoText);
     EXPECT_FALSE(stained.recognition);
+    // Grain all over (Tesseract alone would search it for minutes).
+    std::mt19937 grain(7);
+    for (uint8_t& p : blank) {
+        p = static_cast<uint8_t>(grain() % 256);
+    }
+    EXPECT_EQ(r.recognize(ImageView{blank.data(), 300, 200, 1, 300}, Layout::Auto).error,
+              RecognitionError::NoText);
+}
+
+TEST_F(Recognizer, ReadsLightPrintOnADarkGround) {
+    TesseractRecognizer r(withDictionary());
+    std::u32string text = U"上古之人其知道者法於陰陽和於術數食飲有節起居有常";
+    auto page = renderPage(text, PageStyle{Layout::Vertical, 24, false, 0, 1, 12});
+    for (uint8_t& p : page.image.pixels) {
+        p = static_cast<uint8_t>(255 - p);
+    }
+    auto out = r.recognize(page.image.view(), Layout::Vertical);
+    ASSERT_TRUE(out.recognition);
+    EXPECT_GE(testing::score(text, out.recognition->text, {}).accuracy(), 0.9)
+        << out.recognition->text;
 }
 
 TEST_F(Recognizer, NamesThePackageOfAMissingModel) {
@@ -148,7 +170,7 @@ TEST_F(Recognizer, ReadsColumnsRightToLeftOnOneThreadAfterLoadingLazily) {
     std::string joined;
     for (const RecognizedChar& c : rec.chars) {
         joined += c.text;
-        EXPECT_EQ(c.uncertain, c.confidence < 0.75f);
+        EXPECT_EQ(c.uncertain, c.confidence < CorrectionWeights{}.uncertainBelow);
     }
     std::string flat = rec.text;
     std::erase(flat, '\n');

@@ -24,11 +24,7 @@ mkdir -p "$artifacts"
 
 source "$(dirname "$0")/session.sh"
 
-export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
-export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict QT_QPA_PLATFORM=xcb
-mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR"
-chmod 700 "$XDG_RUNTIME_DIR"
-unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM
+private_environment "$dict"
 
 # Whether the program has its recognition thread (named by the program).
 recognition_thread() {  # PID

@@ -30,6 +30,17 @@ fail() {
 }
 step() { echo "== $*"; }
 
+# Everything the program keeps goes into the scratch folder, and nothing of
+# the caller's session (bus, data folder, platform choice) leaks in.
+private_environment() {
+    local dict=$1
+    export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
+    export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict QT_QPA_PLATFORM=xcb
+    mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR"
+    chmod 700 "$XDG_RUNTIME_DIR"
+    unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM TALVO_CONFIG
+}
+
 # Waits up to 8 s for a visible window whose name matches; prints its id.
 wait_window() {
     local id

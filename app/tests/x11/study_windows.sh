@@ -55,11 +55,8 @@ stop_talvo() {
     wait "$talvo_pid" 2>/dev/null
 }
 
-export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
-export XDG_RUNTIME_DIR=$work/run TMPDIR=$work/tmp TALVO_DICT=$dict QT_QPA_PLATFORM=xcb
-mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$TMPDIR" "$XDG_CONFIG_HOME/Mirelo"
-chmod 700 "$XDG_RUNTIME_DIR"
-unset DBUS_SESSION_BUS_ADDRESS TALVO_DATA_DIR TALVO_PLATFORM TALVO_CONFIG
+private_environment "$dict"
+mkdir -p "$XDG_CONFIG_HOME/Mirelo"
 study=$XDG_DATA_HOME/Mirelo/study.sqlite
 
 step "a server with the starter lessons"
